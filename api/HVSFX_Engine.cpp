@@ -1,0 +1,332 @@
+#include "HVSFX_Engine.h"
+
+#include <cstdlib>
+#include <cstring>
+#include <thread>
+
+#include "../fixedpoint/FixedPoint.h"
+#include "EngineInternal.h"
+
+using namespace fxp;
+
+CDynamicRangeControl* ptr_DRC = nullptr;
+CHVAudioEQ_Ts** ptr_EQ = nullptr;
+CHVAudioEQ_Ts* ptr_EQ_LFE = nullptr;
+CAdaptiveVolume_S24* ptr_AdaV = nullptr;
+CAdaptiveVolume_S24* ptr_AdaV_LFE = nullptr;
+CSoundbar4Fxd* ptr_Soundbar = nullptr;
+int* s_pLFEInBuf = nullptr;
+int* s_pLFEOutBuf = nullptr;
+std::atomic<int> nEQFilterResetFlag[8] = {};
+std::atomic<int> nSoundbarFilterResetFlag{0};
+int s_sampleCount = 0;
+std::atomic<int> s_initialized{0};
+std::atomic<int> s_processRunning{0};
+std::atomic<int> s_doRelease{0};
+int s_doubleBufferFlag = 0;
+EngineLayout s_layout;
+int s_eqChannelCount = 0;
+
+namespace {
+
+// 1 while a control operation holds the engine (see EngineControlGuard).
+std::atomic<int> s_controlBusy{0};
+
+// Rows in each working buffer: the adaptive-volume stage converts six rows
+// whatever the channel count, so both buffers always hold six.
+constexpr int kWorkingRows = HVSFX_MAX_CHANNELS;
+
+int* Row(int* buffer, int row, int frames) { return buffer + static_cast<size_t>(row) * static_cast<size_t>(frames); }
+
+// Copies the previous stage's output into the input buffer (N x nOutChannels).
+[[maybe_unused]] void CopyOutToIn(const HVSFX_Param& p) {
+  std::memcpy(p.pInBuf, p.pOutBuf, sizeof(int) * static_cast<size_t>(p.nFrameSize) * static_cast<size_t>(p.nOutChannels));
+}
+
+// v = (v + 128) asr 8 over `count` working samples: into the 16-bit domain.
+[[maybe_unused]] void ToShortDomain(int* v, size_t count) {
+  for (size_t i = 0; i < count; ++i) v[i] = RoundAsr32Wrap(v[i], 8);
+}
+
+// v = v << 8 over `count` samples: back to working samples.
+[[maybe_unused]] void FromShortDomain(int* v, size_t count) {
+  for (size_t i = 0; i < count; ++i) v[i] = ShlWrap32(v[i], 8);
+}
+
+bool IsSixInSixOut(const HVSFX_Param& p) { return p.nInChannels == 6 && p.nOutChannels == 6; }
+
+// ---- Module creation and release --------------------------------------------
+// Each Create* deletes the instance it replaces; FreeModules deletes them all.
+
+void FreeLimiter() {}
+void FreeLeveller() {}
+void FreeLfeEqualizer() {}
+void FreeSoundbar() {}
+void FreeLfeLeveller() {}
+void FreeLfeBuffers() {
+  std::free(s_pLFEInBuf);
+  std::free(s_pLFEOutBuf);
+  s_pLFEInBuf = nullptr;
+  s_pLFEOutBuf = nullptr;
+}
+void FreeChannelEqualizers() {}
+
+// RelaseAll's order.
+void FreeModules() {
+  FreeLimiter();
+  FreeLeveller();
+  FreeLfeEqualizer();
+  FreeSoundbar();
+  FreeLfeLeveller();
+  FreeLfeBuffers();
+  FreeChannelEqualizers();
+}
+
+void CreateLimiter(const HVSFX_Param& /*p*/) {}            // HVSFX_Init step 2
+void CreateChannelEqualizers(const HVSFX_Param& /*p*/) {}  // step 3
+void CreateLeveller(const HVSFX_Param& /*p*/) {}           // step 4
+void CreateLfeEqualizer(const HVSFX_Param& /*p*/) {}       // step 5
+
+void CreateLfeBuffers(const HVSFX_Param& p) {  // step 6
+  FreeLfeBuffers();
+  s_pLFEInBuf = static_cast<int*>(std::calloc(static_cast<size_t>(p.nFrameSize), sizeof(int)));
+  s_pLFEOutBuf = static_cast<int*>(std::calloc(static_cast<size_t>(p.nFrameSize), sizeof(int)));
+}
+
+void CreateLfeLeveller(const HVSFX_Param& /*p*/) {}  // step 7
+void CreateSoundbar(const HVSFX_Param& /*p*/) {}     // step 8
+
+// Frees the working buffers the engine made (whatever record holds them) and
+// clears the record's pointers to them.
+void FreeWorkingBuffers() {
+  std::free(s_layout.inBuf);
+  std::free(s_layout.outBuf);
+  HVSFX_Param* owner = const_cast<HVSFX_Param*>(s_layout.param);
+  if (owner != nullptr) {
+    if (owner->pInBuf == s_layout.inBuf) owner->pInBuf = nullptr;
+    if (owner->pOutBuf == s_layout.outBuf) owner->pOutBuf = nullptr;
+  }
+  s_layout = EngineLayout{};
+}
+
+// Step 9. Only buffers the engine allocated are freed: pointers a host left in
+// a record are not the engine's to free.
+void CreateWorkingBuffers(HVSFX_Param& p) {
+  FreeWorkingBuffers();
+  const size_t count = static_cast<size_t>(p.nFrameSize) * kWorkingRows;
+  p.pInBuf = static_cast<int*>(std::calloc(count, sizeof(int)));
+  p.pOutBuf = static_cast<int*>(std::calloc(count, sizeof(int)));
+}
+
+
+// ---- Chain stages (ProcessModule) --------------------------------------------
+
+// Stage 1: soundbar virtualizer with the LFE pre-mix, 6 in / 6 out only.
+bool RunSoundbarStage(HVSFX_Param& /*p*/) { return false; }
+
+// Stages 2 and 4: the LFE adaptive volume runs on row 3 before the main
+// adaptive volume, and its result is written back after it.
+bool LfeLevellerApplies(const HVSFX_Param& p) {
+  return ptr_AdaV_LFE != nullptr && p.bLFESVEnable && s_pLFEInBuf != nullptr && s_pLFEOutBuf != nullptr &&
+         IsSixInSixOut(p);
+}
+void RunLfeLevellerStage(HVSFX_Param& /*p*/, bool /*soundbarRan*/) {}
+void WriteBackLfe(HVSFX_Param& p) {
+  std::memcpy(Row(p.pOutBuf, 3, p.nFrameSize), s_pLFEOutBuf, sizeof(int) * static_cast<size_t>(p.nFrameSize));
+}
+
+// Stage 3: adaptive volume on the main channels.
+bool RunLevellerStage(HVSFX_Param& /*p*/, bool /*soundbarRan*/) { return false; }
+
+// Stage 5: per-channel equalizer.
+bool RunEqualizerStage(HVSFX_Param& /*p*/, bool /*copyFirst*/) { return false; }
+
+// Stage 6: dynamic range control, in place on pOutBuf.
+void RunLimiterStage(HVSFX_Param& /*p*/, bool /*anyStageRan*/) {}
+
+// ---- Interleaved <-> planar ------------------------------------------------------
+
+// Gathers k frames into the planar input rows at `pos` (x << 8), then emits the
+// same k frames of the previous block, rounded and saturated to 16 bits, over
+// the consumed input. All frames are read before any is written.
+void GatherAndEmit(const HVSFX_Param& p, short* samples, int pos, int k) {
+  const int n = p.nFrameSize;
+  const int channels = p.nInChannels;
+  for (int f = 0; f < k; ++f)
+    for (int c = 0; c < channels; ++c)
+      Row(p.pInBuf, c, n)[pos + f] = ShlWrap32(samples[static_cast<size_t>(f) * channels + c], 8);
+  for (int f = 0; f < k; ++f)
+    for (int c = 0; c < channels; ++c)
+      samples[static_cast<size_t>(f) * channels + c] = Sat16(RoundAsr32Wrap(Row(p.pOutBuf, c, n)[pos + f], 8));
+}
+
+bool AnyChainSwitchOn(const HVSFX_Param& p) {
+  // The limiter switch is deliberately not part of this test: with only the
+  // limiter on, nothing is processed.
+  return p.bSurroundEnable || p.bEQEnable || p.bDynamicBassEnable || p.bAdaVEnable || p.bSoundbarEnable;
+}
+
+bool MatchesLayout(const HVSFX_Param& p) {
+  return &p == s_layout.param && p.pInBuf == s_layout.inBuf && p.pOutBuf == s_layout.outBuf &&
+         p.nFrameSize == s_layout.frames && p.nInChannels == s_layout.inChannels &&
+         p.nOutChannels == s_layout.outChannels;
+}
+
+// Performs a release that was requested while a block was being processed,
+// unless a control operation holds the engine (it is then retried at the
+// start of the next HVSFX_Process call).
+void PerformPendingRelease(HVSFX_Param* param) {
+  if (s_doRelease.load() == 0 || !EngineControlGuard::TryAcquire()) return;
+  if (s_processRunning.load() == 0 && s_doRelease.exchange(0) != 0) RelaseAll(param);
+  EngineControlGuard::ReleaseHeld();
+}
+
+}  // namespace
+
+// ---- Control guard ---------------------------------------------------------------
+
+EngineControlGuard::EngineControlGuard() {
+  int expected = 0;
+  while (!s_controlBusy.compare_exchange_weak(expected, 1)) {
+    expected = 0;
+    std::this_thread::yield();
+  }
+}
+EngineControlGuard::~EngineControlGuard() { s_controlBusy.store(0); }
+bool EngineControlGuard::TryAcquire() {
+  int expected = 0;
+  return s_controlBusy.compare_exchange_strong(expected, 1);
+}
+void EngineControlGuard::ReleaseHeld() { s_controlBusy.store(0); }
+
+// ---- Engine interface --------------------------------------------------------------
+
+extern "C" int HVSFX_Init(HVSFX_Param* param) {
+  if (param == nullptr) return 0;
+  HVSFX_Param& p = *param;
+  if (p.nInChannels < 1 || p.nInChannels > HVSFX_MAX_CHANNELS || p.nOutChannels < 1 ||
+      p.nOutChannels > HVSFX_MAX_CHANNELS || p.nFrameSize < 1 || p.nFrameSize > HVSFX_MAX_FRAME_SIZE ||
+      p.nSampleRate <= 0)
+    return 0;
+
+  EngineControlGuard guard;
+  // A block in flight finishes first; new blocks are skipped while we hold the guard.
+  while (s_processRunning.load() != 0) std::this_thread::yield();
+
+  CreateLimiter(p);
+  CreateChannelEqualizers(p);
+  CreateLeveller(p);
+  CreateLfeEqualizer(p);
+  CreateLfeBuffers(p);
+  CreateLfeLeveller(p);
+  CreateSoundbar(p);
+  CreateWorkingBuffers(p);
+
+  s_layout.param = &p;
+  s_layout.frames = p.nFrameSize;
+  s_layout.inChannels = p.nInChannels;
+  s_layout.outChannels = p.nOutChannels;
+  s_layout.inBuf = p.pInBuf;
+  s_layout.outBuf = p.pOutBuf;
+
+  s_processRunning.store(0);
+  s_initialized.store(1);
+  s_doRelease.store(0);
+  return 1;
+}
+
+extern "C" int HVSFX_Process(HVSFX_Param* param, short* samples, int frames) {
+  if (param == nullptr || s_initialized.load() == 0) return 0;
+  HVSFX_Param& p = *param;
+  if (!AnyChainSwitchOn(p)) return 1;
+  if (samples == nullptr && frames > 0) return 0;
+
+  // Announce the block, then look for a control operation or a pending
+  // release; the sequentially consistent pair of flags guarantees that a
+  // control thread and this call never both go ahead.
+  s_processRunning.store(1);
+  if (s_controlBusy.load() != 0 || s_doRelease.load() != 0 || s_initialized.load() == 0 || !MatchesLayout(p)) {
+    s_processRunning.store(0);
+    PerformPendingRelease(param);
+    return 0;
+  }
+
+  const int n = p.nFrameSize;
+  if (s_sampleCount < 0 || s_sampleCount >= n) s_sampleCount = 0;  // block shortened by a re-initialisation
+
+  if (frames != 0) {
+    int rem = frames;
+    short* cursor = samples;
+    bool blockEnded = false;
+    while (s_sampleCount + rem >= n) {
+      const int k = n - s_sampleCount;
+      GatherAndEmit(p, cursor, s_sampleCount, k);
+      cursor += static_cast<size_t>(k) * static_cast<size_t>(p.nInChannels);
+      rem -= k;
+      s_sampleCount = 0;
+      ProcessModule(param);
+      if (rem == 0) {
+        blockEnded = true;
+        break;
+      }
+    }
+    if (!blockEnded && rem > 0) {
+      GatherAndEmit(p, cursor, s_sampleCount, rem);
+      s_sampleCount += rem;
+    }
+    // The surround switch's whole effect: rows 0 and 1 of the output buffer,
+    // from the current position on, shifted left. Positions past the six
+    // rows of the buffer are left alone.
+    if (p.bSurroundEnable && p.nGainShift >= 1) {
+      const long long limit = static_cast<long long>(kWorkingRows) * n;
+      for (int i = 0; i < frames; ++i) {
+        const long long a = static_cast<long long>(s_sampleCount) + i;
+        const long long b = a + n;
+        if (a >= limit) break;
+        p.pOutBuf[a] = ShlWrap32(p.pOutBuf[a], p.nGainShift);
+        if (b < limit) p.pOutBuf[b] = ShlWrap32(p.pOutBuf[b], p.nGainShift);
+      }
+    }
+  }
+
+  s_processRunning.store(0);
+  PerformPendingRelease(param);
+  return 1;
+}
+
+extern "C" int HVSFX_Release(HVSFX_Param* param) {
+  if (param == nullptr) return 0;
+  s_doRelease.store(1);
+  if (EngineControlGuard::TryAcquire()) {
+    // Nothing is being processed: release now. Otherwise the running
+    // HVSFX_Process call releases when it returns.
+    if (s_processRunning.load() == 0 && s_doRelease.exchange(0) != 0) RelaseAll(param);
+    EngineControlGuard::ReleaseHeld();
+  }
+  return 1;
+}
+
+// ---- Internal --------------------------------------------------------------------------
+
+int ProcessModule(HVSFX_Param* param) {
+  if (param == nullptr) return 0;
+  HVSFX_Param& p = *param;
+  const bool soundbarRan = RunSoundbarStage(p);
+  const bool lfeLeveller = LfeLevellerApplies(p);
+  if (lfeLeveller) RunLfeLevellerStage(p, soundbarRan);
+  const bool adaVRan = RunLevellerStage(p, soundbarRan);
+  if (lfeLeveller) WriteBackLfe(p);
+  const bool eqRan = RunEqualizerStage(p, adaVRan || soundbarRan);
+  RunLimiterStage(p, soundbarRan || adaVRan || eqRan);
+  return 1;
+}
+
+int RelaseAll(HVSFX_Param* param) {
+  if (param == nullptr) return 0;
+  s_initialized.store(0);
+  s_doRelease.store(0);
+  s_processRunning.store(0);
+  FreeModules();
+  FreeWorkingBuffers();
+  return 1;
+}

@@ -1,0 +1,18 @@
+/* libhvtralofx: fixed-point audio post-processing for Android audio hosts.
+ *
+ * The one header a host includes. From C it declares the two flat
+ * interfaces; from C++ it also declares the fixed-point FFT kit and the
+ * processing classes. */
+#ifndef HVTRALOFX_HVTRALOFX_H
+#define HVTRALOFX_HVTRALOFX_H
+
+/* Engine interface (HVSFX_*), over a record of the host's own. */
+#include "api/HVSFX_Param.h"
+#include "api/HVSFX_Engine.h"
+#include "api/HVSFX_Switches.h"
+
+#ifdef __cplusplus
+/* C++ interfaces: FFT kit and processing classes. */
+#endif
+
+#endif
