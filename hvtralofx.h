@@ -13,6 +13,6 @@
 
 #ifdef __cplusplus
 /* C++ interfaces: FFT kit and processing classes. */
-#endif
+#endif  /* __cplusplus */
 
 #endif
