@@ -1,0 +1,217 @@
+// Scalar fixed-point helpers: the normalisers' exact contracts, the listed
+// table values, and sweeps of the logarithm, decibel, gain and square-root
+// helpers across their domains against double-precision math.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstdint>
+#include <vector>
+
+#include "fixedpoint/MathTables.h"
+#include "fixedpoint/ScalarMath.h"
+
+namespace {
+
+// Test inputs: every power of two, its neighbours, and a dense geometric walk.
+std::vector<long long> SweepInputs(long long lo, long long hi) {
+  std::vector<long long> xs;
+  for (int bit = 0; bit < 63 && (1LL << bit) <= hi; ++bit)
+    for (long long d : {-1LL, 0LL, 1LL})
+      if ((1LL << bit) + d >= lo && (1LL << bit) + d <= hi) xs.push_back((1LL << bit) + d);
+  for (double x = static_cast<double>(lo); x <= static_cast<double>(hi); x *= 1.0007) xs.push_back(std::llround(x));
+  return xs;
+}
+
+}  // namespace
+
+TEST(Normalisers, AccTo24bShiftBringsAccumulatorIntoRange) {
+  long long acc = 0;
+  EXPECT_EQ(AccTo24bShift(acc), -23);  // zero is not shifted but reports -23
+  EXPECT_EQ(acc, 0);
+  acc = -5;
+  EXPECT_EQ(AccTo24bShift(acc), -23);
+  EXPECT_EQ(acc, -5);
+  acc = 8388608;
+  EXPECT_EQ(AccTo24bShift(acc), 1);
+  EXPECT_EQ(acc, 4194304);
+  acc = 1;
+  EXPECT_EQ(AccTo24bShift(acc), -22);
+  EXPECT_EQ(acc, 4194304);
+  acc = 6000000;  // already in range
+  EXPECT_EQ(AccTo24bShift(acc), 0);
+  EXPECT_EQ(acc, 6000000);
+  acc = INT64_MAX;  // shifts right, flooring, until it fits
+  EXPECT_EQ(AccTo24bShift(acc), 40);
+  EXPECT_EQ(acc, INT64_MAX >> 40);
+  for (long long x : SweepInputs(1, 1LL << 62)) {
+    long long v = x;
+    const short s = AccTo24bShift(v);
+    EXPECT_GE(v, 4194304) << x;
+    EXPECT_LE(v, 8388607) << x;
+    EXPECT_EQ(s > 0 ? (x >> s) : (x << -s), v) << x;
+  }
+}
+
+TEST(Normalisers, AccTo32bShiftUsesTheThirtyOneBitRange) {
+  long long acc = 0;
+  EXPECT_EQ(AccTo32bShift(acc), 0);
+  EXPECT_EQ(acc, 0);
+  acc = -100;
+  EXPECT_EQ(AccTo32bShift(acc), 0);
+  EXPECT_EQ(acc, -100);
+  acc = 1;
+  EXPECT_EQ(AccTo32bShift(acc), -30);
+  EXPECT_EQ(acc, 1LL << 30);
+  acc = 1LL << 31;
+  EXPECT_EQ(AccTo32bShift(acc), 1);
+  EXPECT_EQ(acc, 1LL << 30);
+  acc = 2147483647;
+  EXPECT_EQ(AccTo32bShift(acc), 0);
+}
+
+TEST(Normalisers, NormS24FillsBit22) {
+  int x = -4194304;
+  EXPECT_EQ(Norm_S24(x), 0);
+  EXPECT_EQ(x, -4194304);
+  x = -1;
+  EXPECT_EQ(Norm_S24(x), 22);
+  EXPECT_EQ(x, -4194304);
+  x = 1;
+  EXPECT_EQ(Norm_S24(x), 22);
+  EXPECT_EQ(x, 4194304);
+  x = 0;
+  EXPECT_EQ(Norm_S24(x), 0);
+  EXPECT_EQ(x, 0);
+  x = 20000000;  // beyond 24 bits: left as it is
+  EXPECT_EQ(Norm_S24(x), 0);
+  EXPECT_EQ(x, 20000000);
+  x = -4194303;  // doubles once to -8388606
+  EXPECT_EQ(Norm_S24(x), 1);
+  EXPECT_EQ(x, -8388606);
+  x = 3;
+  EXPECT_EQ(Norm_S24(x), 21);
+  EXPECT_EQ(x, 3 << 21);
+}
+
+TEST(Tables, HoldTheListedValues) {
+  const int pwr2[33] = {4194304, 4286148, 4380002, 4475912, 4573921, 4674077, 4776426, 4881016, 4987896,
+                        5097117, 5208729, 5322786, 5439340, 5558446, 5680160, 5804539, 5931642, 6061528,
+                        6194258, 6329895, 6468501, 6610143, 6754886, 6902799, 7053951, 7208412, 7366256,
+                        7527556, 7692388, 7860829, 8032959, 8208858, 8388607};
+  const int log2[33] = {0,       372405,  733691,  1084505, 1425434, 1757022, 2079767, 2394127, 2700529,
+                        2999364, 3290997, 3575768, 3853992, 4125963, 4391956, 4652229, 4907021, 5156560,
+                        5401057, 5640713, 5875714, 6106239, 6332455, 6554520, 6772584, 6986788, 7197266,
+                        7404147, 7607550, 7807591, 8004378, 8198018, 8388607};
+  const int sqrt[33] = {4194304, 4259336, 4323390, 4386508, 4448731, 4510096, 4570637, 4630386, 4689375,
+                        4747630, 4805179, 4862047, 4918258, 4973833, 5028794, 5083161, 5136953, 5190187,
+                        5242880, 5295049, 5346710, 5397876, 5448561, 5498779, 5548543, 5597864, 5646755,
+                        5695226, 5743288, 5790950, 5838224, 5885118, 5931642};
+  for (int k = 0; k < 33; ++k) {
+    EXPECT_EQ(Pwr2Table_Data[k], pwr2[k]) << k;
+    EXPECT_EQ(Log2Table_Data[k], log2[k]) << k;
+    EXPECT_EQ(SqrtTable_Data[k], sqrt[k]) << k;
+  }
+}
+
+TEST(Tables, CosineTableFollowsTheRoundedRule) {
+  EXPECT_EQ(CosTable_Data[0], 8388607);
+  EXPECT_EQ(CosTable_Data[256], 0);
+  EXPECT_EQ(CosTable_Data[512], -8388608);
+  for (int k = 0; k <= 512; ++k) {
+    const double ideal = std::round(8388608.0 * std::cos(2.0 * M_PI * k / 1024.0));
+    EXPECT_LE(std::abs(CosTable_Data[k] - ideal), 2.0) << k;
+    if (k > 0) {
+      EXPECT_LE(CosTable_Data[k], CosTable_Data[k - 1]) << k;  // monotonic half period
+    }
+  }
+}
+
+TEST(Logarithm, ListedValues) {
+  EXPECT_EQ(Log2_S24(1), 0);
+  EXPECT_EQ(Log2_S24(1 << 22), 22 << 18);
+  EXPECT_EQ(Log2_S24(0), 0);
+  EXPECT_EQ(Log2_S24(-7), 0);
+  EXPECT_NEAR(Log2_S24(8388607), 23 << 18, 2);
+}
+
+// Linear interpolation over 32 segments of log2(1 + t) errs by at most
+// (1/32)^2 / 8 / ln 2 ~ 1.8e-4; the table and the truncations add a little.
+TEST(Logarithm, SweepWithinInterpolationError) {
+  for (long long x : SweepInputs(1, 8388607)) {
+    const double got = Log2_S24(static_cast<int>(x)) / 262144.0;
+    EXPECT_NEAR(got, std::log2(static_cast<double>(x)), 2.5e-4) << x;
+  }
+}
+
+TEST(Decibels, ListedValues) {
+  EXPECT_EQ(Amp2dB(8388607, 23), -2);  // just below 0 dB
+  EXPECT_EQ(Amp2dB(1 << 22, 23), -394566);
+  EXPECT_EQ(Amp2dB(0, 15), 0);
+  EXPECT_EQ(Amp2dB(-3, 15), 0);
+  EXPECT_EQ(Pwr2dB(1 << 22, 23), -394566 / 2);
+  EXPECT_EQ(Pwr2dB(0, 0), 0);
+}
+
+TEST(Decibels, SweepWithinStatedError) {
+  // The log2 error of 2.5e-4 times 20 log10(2) gives 1.5e-3 dB.
+  for (short q : {short{0}, short{15}, short{23}, short{-7}}) {
+    for (long long x : SweepInputs(1, 8388607)) {
+      const double ratio = static_cast<double>(x) / std::ldexp(1.0, q);
+      EXPECT_NEAR(Amp2dB(static_cast<int>(x), q) / 65536.0, 20.0 * std::log10(ratio), 1.6e-3) << x << " q" << q;
+      EXPECT_NEAR(Pwr2dB(static_cast<int>(x), q) / 65536.0, 10.0 * std::log10(ratio), 0.8e-3 + 1.0 / 65536)
+          << x << " q" << q;
+    }
+  }
+}
+
+TEST(Gain, ListedValues) {
+  EXPECT_EQ(dB2Gain(0, 16, 23), 8388607);  // unity saturates in Q23
+  EXPECT_EQ(dB2Gain(0, 16, 22), 4194304);
+  EXPECT_NEAR(dB2Gain(static_cast<int>(-6.0206 * 65536), 16, 23), 4194304, 600);
+  EXPECT_EQ(dB2Gain(200 << 16, 16, 23), 8388607);
+  EXPECT_EQ(dB2Gain(0, 0, 19), 0x80000);
+  EXPECT_EQ(dB2Gain(-300 << 16, 16, 23), 0);  // underflows below about -250 dB
+}
+
+TEST(Gain, SweepWithinStatedError) {
+  // 2^fraction by linear interpolation over 32 segments: relative error below
+  // (1/32)^2 / 8 * ln(2)^2 ~ 6e-5, plus one unit of truncation.
+  for (int dbQ16 = -120 * 65536; dbQ16 <= 40 * 65536; dbQ16 += 4093) {
+    for (short qOut : {short{15}, short{18}, short{19}, short{23}}) {
+      const double ideal = std::pow(10.0, dbQ16 / 65536.0 / 20.0) * std::ldexp(1.0, qOut);
+      const int got = dB2Gain(dbQ16, 16, qOut);
+      ASSERT_GE(got, 0);
+      if (ideal >= 8388607.0) {
+        EXPECT_EQ(got, 8388607);
+      } else {
+        EXPECT_NEAR(got, ideal, ideal * 1e-4 + 1.0) << dbQ16 << " q" << qOut;
+      }
+    }
+  }
+  // Integer decibels (qIn = 0), as the equalizer uses them.
+  for (int db = -60; db <= 20; ++db)
+    EXPECT_NEAR(dB2Gain(db, 0, 19), std::pow(10.0, db / 20.0) * 524288.0, std::pow(10.0, db / 20.0) * 52.5 + 1.0)
+        << db;
+}
+
+TEST(SquareRoot, ListedValues) {
+  EXPECT_EQ(GetSqrt_S56(1LL << 46), 8388607);
+  EXPECT_EQ(GetSqrt_S56(4), 2);
+  EXPECT_EQ(GetSqrt_S56(1LL << 44), 4194304);
+  EXPECT_EQ(GetSqrt_S56(0), 0);
+  EXPECT_EQ(GetSqrt_S56(-9), 0);
+}
+
+TEST(SquareRoot, SweepWithinStatedError) {
+  // Interpolation of sqrt(1 + t) errs by at most 3e-5 relative; the sqrt(2)
+  // factors and the final shift truncate, adding one unit.
+  for (long long x : SweepInputs(1, (1LL << 46) - 1)) {
+    const double ideal = std::sqrt(static_cast<double>(x));
+    const int got = GetSqrt_S56(x);
+    if (ideal >= 8388607.0) {
+      EXPECT_EQ(got, 8388607) << x;
+    } else {
+      EXPECT_NEAR(got, ideal, ideal * 5e-5 + 1.0) << x;
+    }
+  }
+}
