@@ -5,6 +5,7 @@
 #include <thread>
 
 #include "../fixedpoint/FixedPoint.h"
+#include "../loudness/CDynamicRangeControl.h"
 #include "EngineInternal.h"
 
 using namespace fxp;
@@ -43,9 +44,13 @@ int* Row(int* buffer, int row, int frames) { return buffer + static_cast<size_t>
   std::memcpy(p.pInBuf, p.pOutBuf, sizeof(int) * static_cast<size_t>(p.nFrameSize) * static_cast<size_t>(p.nOutChannels));
 }
 
+// (v + 128) asr 8 of a working sample. The rounding add is done in 64 bits, so
+// values near the int32 limits round to the right end instead of wrapping.
+int RoundToShortDomain(int v) { return static_cast<int>(RoundAsr64(v, 8)); }
+
 // v = (v + 128) asr 8 over `count` working samples: into the 16-bit domain.
 [[maybe_unused]] void ToShortDomain(int* v, size_t count) {
-  for (size_t i = 0; i < count; ++i) v[i] = RoundAsr32Wrap(v[i], 8);
+  for (size_t i = 0; i < count; ++i) v[i] = RoundToShortDomain(v[i]);
 }
 
 // v = v << 8 over `count` samples: back to working samples.
@@ -58,7 +63,10 @@ bool IsSixInSixOut(const HVSFX_Param& p) { return p.nInChannels == 6 && p.nOutCh
 // ---- Module creation and release --------------------------------------------
 // Each Create* deletes the instance it replaces; FreeModules deletes them all.
 
-void FreeLimiter() {}
+void FreeLimiter() {
+  delete ptr_DRC;
+  ptr_DRC = nullptr;
+}
 void FreeLeveller() {}
 void FreeLfeEqualizer() {}
 void FreeSoundbar() {}
@@ -82,7 +90,12 @@ void FreeModules() {
   FreeChannelEqualizers();
 }
 
-void CreateLimiter(const HVSFX_Param& /*p*/) {}            // HVSFX_Init step 2
+void CreateLimiter(const HVSFX_Param& p) {  // HVSFX_Init step 2
+  FreeLimiter();
+  ptr_DRC = new CDynamicRangeControl(p.nInChannels, p.nFrameSize);
+  ptr_DRC->Init(p.nSampleRate);
+  ptr_DRC->EnableDRC(1);
+}
 void CreateChannelEqualizers(const HVSFX_Param& /*p*/) {}  // step 3
 void CreateLeveller(const HVSFX_Param& /*p*/) {}           // step 4
 void CreateLfeEqualizer(const HVSFX_Param& /*p*/) {}       // step 5
@@ -142,7 +155,19 @@ bool RunLevellerStage(HVSFX_Param& /*p*/, bool /*soundbarRan*/) { return false; 
 bool RunEqualizerStage(HVSFX_Param& /*p*/, bool /*copyFirst*/) { return false; }
 
 // Stage 6: dynamic range control, in place on pOutBuf.
-void RunLimiterStage(HVSFX_Param& /*p*/, bool /*anyStageRan*/) {}
+void RunLimiterStage(HVSFX_Param& p, bool anyStageRan) {
+  if (ptr_DRC == nullptr || !p.bDRCEnable) return;
+  const int n = p.nFrameSize;
+  if (!anyStageRan)
+    std::memcpy(p.pOutBuf, p.pInBuf, sizeof(int) * static_cast<size_t>(n) * static_cast<size_t>(p.nOutChannels));
+  // Row pointers in fixed storage: nothing is allocated per block.
+  int* rows[HVSFX_MAX_CHANNELS] = {};
+  for (int c = 0; c < p.nInChannels; ++c) rows[c] = Row(p.pOutBuf, c, n);
+  const size_t count = static_cast<size_t>(n) * static_cast<size_t>(p.nInChannels);
+  ToShortDomain(p.pOutBuf, count);
+  ptr_DRC->Process(rows, n);
+  FromShortDomain(p.pOutBuf, count);
+}
 
 // ---- Interleaved <-> planar ------------------------------------------------------
 
@@ -157,7 +182,7 @@ void GatherAndEmit(const HVSFX_Param& p, short* samples, int pos, int k) {
       Row(p.pInBuf, c, n)[pos + f] = ShlWrap32(samples[static_cast<size_t>(f) * channels + c], 8);
   for (int f = 0; f < k; ++f)
     for (int c = 0; c < channels; ++c)
-      samples[static_cast<size_t>(f) * channels + c] = Sat16(RoundAsr32Wrap(Row(p.pOutBuf, c, n)[pos + f], 8));
+      samples[static_cast<size_t>(f) * channels + c] = Sat16(RoundToShortDomain(Row(p.pOutBuf, c, n)[pos + f]));
 }
 
 bool AnyChainSwitchOn(const HVSFX_Param& p) {

@@ -18,7 +18,7 @@ endfunction()
 # Tests and tools: warnings on, but without the strict conversion set.
 function(hvfx_set_test_warnings target)
   if(CMAKE_CXX_COMPILER_ID MATCHES "GNU|Clang")
-    target_compile_options(${target} PRIVATE -Wall -Wextra)
+    target_compile_options(${target} PRIVATE -Wall -Wextra -Wno-dangling-else)
     if(HVFX_WERROR)
       target_compile_options(${target} PRIVATE -Werror)
     endif()

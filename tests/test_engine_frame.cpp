@@ -1,0 +1,317 @@
+// The engine frame: record defaults, refusals at the engine's edge, the
+// gathering of interleaved input into planar blocks, the one-block lag of the
+// emitted output with its rounding and saturation, the surround shift, and
+// the release deferred to the end of a running HVSFX_Process.
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <cstring>
+#include <thread>
+#include <vector>
+
+#include "api/EngineInternal.h"
+#include "api/HVSFX_Engine.h"
+#include "api/HVSFX_Switches.h"
+
+namespace {
+
+class EngineFrame : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    HVSFX_GetDefaultParam(&param);
+    s_sampleCount = 0;
+  }
+  void TearDown() override {
+    HVSFX_Release(&param);
+    s_sampleCount = 0;
+  }
+  void Init(int frames, int channels) {
+    param.nFrameSize = frames;
+    param.nInChannels = param.nOutChannels = channels;
+    ASSERT_EQ(HVSFX_Init(&param), 1);
+  }
+  int& Out(int row, int pos) { return param.pOutBuf[row * param.nFrameSize + pos]; }
+  int& In(int row, int pos) { return param.pInBuf[row * param.nFrameSize + pos]; }
+
+  HVSFX_Param param{};
+};
+
+std::vector<short> Ramp(size_t n, int start = 1) {
+  std::vector<short> v(n);
+  for (size_t i = 0; i < n; ++i) v[i] = static_cast<short>(start + static_cast<int>(i) * 7);
+  return v;
+}
+
+}  // namespace
+
+TEST(EngineRecord, DefaultsAsShipped) {
+  EXPECT_EQ(HVSFX_GetDefaultParam(nullptr), 0);
+  HVSFX_Param p;
+  std::memset(&p, 0x5A, sizeof p);
+  ASSERT_EQ(HVSFX_GetDefaultParam(&p), 1);
+  EXPECT_EQ(p.nSampleRate, 48000);
+  EXPECT_EQ(p.nFrameSize, 512);
+  EXPECT_EQ(p.nInChannels, 2);
+  EXPECT_EQ(p.nOutChannels, 2);
+  EXPECT_EQ(p.nGainShift, 0);
+  EXPECT_EQ(p.nEQBandNum, 8);
+  EXPECT_EQ(p.pInBuf, nullptr);
+  EXPECT_EQ(p.pOutBuf, nullptr);
+  EXPECT_TRUE(p.bDRCEnable);
+  EXPECT_FALSE(p.bAdaVEnable || p.bEQEnable || p.bSurroundEnable || p.bDynamicBassEnable || p.bSoundbarEnable ||
+               p.bLPFEnable || p.bHPFEnable || p.bLFECopyEnable || p.bLFESVEnable);
+  EXPECT_EQ(p.fEQBandQ[0][0], 2.0f);
+  EXPECT_EQ(p.fEQBandQ[0][1], 0.0f);
+  EXPECT_EQ(p.fEQBandQ[5][7], 0.0f);
+  EXPECT_EQ(p.nEQBandFreq[0][0], 0);
+  EXPECT_EQ(p.nLPFFreq[0], 160);
+  EXPECT_EQ(p.nLPFFreq[1], 0);
+  EXPECT_EQ(p.nHPFFreq[0], 10000);
+  EXPECT_EQ(p.nHPFFreq[1], 0);
+  EXPECT_EQ(p.nDynamicBassLevel, 5);
+  EXPECT_EQ(p.nDynamicBassCutOffFreq, 200);
+  EXPECT_EQ(p.nAdaVMode, 1);
+  EXPECT_EQ(p.nAdaVRelativeVolume, 75);
+  EXPECT_EQ(p.nAdaVStationSigMs, 6000);
+  EXPECT_EQ(p.nAdaVVolUpRate, 6);
+  EXPECT_EQ(p.nSoundbarDistance, 50);
+  EXPECT_EQ(p.nSoundbarAngle, 1);
+  EXPECT_EQ(p.nLFEFreq, 400);
+  EXPECT_EQ(p.nLFEGain, -12);
+  EXPECT_EQ(p.nLFESVStationSigMs, 6000);
+  EXPECT_EQ(p.nLFESVVolDownRate, 6);
+}
+
+TEST(EngineRecord, FlagPairsAreOneByteFields) {
+  // The two pairs of one-byte flags sit next to each other in the record.
+  EXPECT_EQ(sizeof(HVSFX_Param::bSurroundEnable), 1u);
+  EXPECT_EQ(offsetof(HVSFX_Param, bEQEnable), offsetof(HVSFX_Param, bSurroundEnable) + 1);
+  EXPECT_EQ(offsetof(HVSFX_Param, bAdaVEnable), offsetof(HVSFX_Param, bDRCEnable) + 1);
+  EXPECT_EQ(sizeof(HVSFX_Param::bLPFEnable), 4u);
+}
+
+TEST(EngineSwitches, SettersAndGetters) {
+  HVSFX_Param p;
+  HVSFX_GetDefaultParam(&p);
+  bool b = false;
+  EXPECT_EQ(HVSFX_Soundbar_SetEnable(&p, true), 1);
+  EXPECT_EQ(nSoundbarFilterResetFlag.exchange(0), 1);  // also requests a soundbar reset
+  EXPECT_EQ(HVSFX_Soundbar_GetEnable(&p, &b), 1);
+  EXPECT_TRUE(b);
+  EXPECT_EQ(HVSFX_EQ_SetEnable(&p, true), 1);
+  EXPECT_TRUE(p.bEQEnable);
+  EXPECT_EQ(HVSFX_DRC_GetEnable(&p, nullptr), 0);
+  EXPECT_EQ(HVSFX_DRC_SetEnable(nullptr, true), 0);
+  int level = 0;
+  EXPECT_EQ(HVSFX_DynamicBass_SetLevel(&p, 9), 0);  // no dynamic bass stage: nothing stored
+  EXPECT_EQ(HVSFX_DynamicBass_GetLevel(&p, &level), 1);
+  EXPECT_EQ(level, 5);
+  EXPECT_EQ(HVSFX_DynamicBass_SetCutOffFreq(&p, 90), 0);
+  EXPECT_EQ(HVSFX_DynamicBass_GetCutOffFreq(&p, &level), 1);
+  EXPECT_EQ(level, 200);
+}
+
+TEST_F(EngineFrame, InitRefusesRecordsOutsideTheSupportedLayout) {
+  EXPECT_EQ(HVSFX_Init(nullptr), 0);
+  const auto refused = [&](auto mutate) {
+    HVSFX_Param p;
+    HVSFX_GetDefaultParam(&p);
+    mutate(p);
+    HVSFX_Param before = p;
+    EXPECT_EQ(HVSFX_Init(&p), 0);
+    EXPECT_EQ(std::memcmp(&before, &p, sizeof p), 0);
+    EXPECT_EQ(s_initialized.load(), 0);
+  };
+  refused([](HVSFX_Param& p) { p.nInChannels = 0; });
+  refused([](HVSFX_Param& p) { p.nInChannels = 7; });
+  refused([](HVSFX_Param& p) { p.nOutChannels = -1; });
+  refused([](HVSFX_Param& p) { p.nOutChannels = 8; });
+  refused([](HVSFX_Param& p) { p.nFrameSize = 0; });
+  refused([](HVSFX_Param& p) { p.nFrameSize = HVSFX_MAX_FRAME_SIZE + 1; });
+  refused([](HVSFX_Param& p) { p.nSampleRate = 0; });
+  refused([](HVSFX_Param& p) { p.nSampleRate = -48000; });
+}
+
+TEST_F(EngineFrame, ProcessRefusesUntilInitialised) {
+  auto samples = Ramp(64);
+  const auto original = samples;
+  param.bEQEnable = true;
+  EXPECT_EQ(HVSFX_Process(&param, samples.data(), 32), 0);
+  EXPECT_EQ(HVSFX_Process(nullptr, samples.data(), 32), 0);
+  EXPECT_EQ(samples, original);
+  Init(16, 2);
+  EXPECT_EQ(HVSFX_Process(&param, nullptr, 4), 0);
+  EXPECT_EQ(HVSFX_Process(&param, nullptr, 0), 1);
+  EXPECT_EQ(HVSFX_Process(&param, samples.data(), -5), 1);  // a negative count does nothing
+  EXPECT_EQ(s_sampleCount, 0);
+  EXPECT_EQ(HVSFX_Release(&param), 1);
+  EXPECT_EQ(param.pInBuf, nullptr);
+  EXPECT_EQ(HVSFX_Process(&param, samples.data(), 32), 0);
+  EXPECT_EQ(samples, original);
+  EXPECT_EQ(HVSFX_Release(nullptr), 0);
+}
+
+TEST_F(EngineFrame, RefusesARecordItWasNotInitialisedWith) {
+  Init(16, 2);
+  param.bSurroundEnable = true;
+  auto samples = Ramp(64);
+  const auto original = samples;
+  HVSFX_Param other = param;  // same settings, but not the record the engine built
+  EXPECT_EQ(HVSFX_Process(&other, samples.data(), 32), 0);
+  param.nFrameSize = 4096;  // geometry changed behind the engine's back
+  EXPECT_EQ(HVSFX_Process(&param, samples.data(), 32), 0);
+  param.nFrameSize = 16;
+  param.nInChannels = 6;
+  EXPECT_EQ(HVSFX_Process(&param, samples.data(), 10), 0);
+  param.nInChannels = 2;
+  EXPECT_EQ(samples, original);
+  EXPECT_EQ(HVSFX_Process(&param, samples.data(), 32), 1);
+}
+
+TEST_F(EngineFrame, OnlyTheLimiterSwitchLeavesSamplesUntouched) {
+  Init(16, 2);
+  param.bDRCEnable = true;
+  auto samples = Ramp(128);
+  const auto original = samples;
+  EXPECT_EQ(HVSFX_Process(&param, samples.data(), 64), 1);
+  EXPECT_EQ(samples, original);
+  EXPECT_EQ(s_sampleCount, 0);  // nothing gathered
+}
+
+TEST_F(EngineFrame, GathersPlanarWorkingSamplesAndEmitsThePreviousBlock) {
+  const int n = 8;
+  Init(n, 3);
+  param.bDynamicBassEnable = true;  // keeps the chain running; no module touches the buffers
+  // What the chain left for emission, with the rounding and saturation cases.
+  const int rows[3][n] = {
+      {0, 127, 128, -128, -129, 0x7FFFFF, 0x7FFFFFFF, INT32_MIN},
+      {256 * 1000, 256 * -1000 + 127, 300, -300, 8388480, -8388608, 32767 * 256 + 128, -32768 * 256 - 1},
+      {1, -1, 2, -2, 255, -255, 256, -256},
+  };
+  const short expected[3][n] = {
+      {0, 0, 1, 0, -1, 32767, 32767, -32768},
+      {1000, -1000, 1, -1, 32767, -32768, 32767, -32768},
+      {0, 0, 0, 0, 1, -1, 1, -1},
+  };
+  for (int c = 0; c < 3; ++c)
+    for (int i = 0; i < n; ++i) Out(c, i) = rows[c][i];
+  std::vector<short> samples(3 * n);
+  for (int f = 0; f < n; ++f)
+    for (int c = 0; c < 3; ++c) samples[3 * f + c] = static_cast<short>(100 * c + f - 40);
+  const auto input = samples;
+  ASSERT_EQ(HVSFX_Process(&param, samples.data(), n), 1);
+  for (int f = 0; f < n; ++f)
+    for (int c = 0; c < 3; ++c) {
+      EXPECT_EQ(samples[3 * f + c], expected[c][f]) << "frame " << f << " channel " << c;
+      EXPECT_EQ(In(c, f), input[3 * f + c] * 256) << "frame " << f << " channel " << c;
+    }
+  EXPECT_EQ(s_sampleCount, 0);
+}
+
+TEST_F(EngineFrame, CallsOfAnySizeGatherAndEmitInStep) {
+  const int n = 16;
+  Init(n, 2);
+  param.bSurroundEnable = true;  // nGainShift is 0: no shift
+  for (int i = 0; i < 2 * n; ++i) param.pOutBuf[i] = (i + 1) * 256;
+  // Sizes below, equal to and spanning blocks; the chain leaves pOutBuf as it
+  // is, so every emitted frame is that block's content at its position.
+  const int sizes[] = {1, 5, n - 6, n, 2 * n + 3, 7, 3 * n};
+  int position = 0;
+  for (int frames : sizes) {
+    auto samples = Ramp(static_cast<size_t>(2 * frames), position);
+    ASSERT_EQ(HVSFX_Process(&param, samples.data(), frames), 1);
+    for (int f = 0; f < frames; ++f) {
+      const int pos = (position + f) % n;
+      ASSERT_EQ(samples[2 * f], pos + 1) << "call of " << frames << " frame " << f;
+      ASSERT_EQ(samples[2 * f + 1], n + pos + 1);
+    }
+    position += frames;
+    EXPECT_EQ(s_sampleCount, position % n);
+    // The gathered input of the current partial block sits at its positions.
+    const auto last = Ramp(static_cast<size_t>(2 * frames), position - frames);
+    if (s_sampleCount > 0 && frames >= s_sampleCount)
+      EXPECT_EQ(In(0, s_sampleCount - 1), last[2 * (frames - 1)] * 256);
+  }
+}
+
+TEST_F(EngineFrame, ReinitialisingToAShorterBlockDropsThePartialBlock) {
+  Init(512, 2);
+  param.bSurroundEnable = true;
+  auto samples = Ramp(2 * 300);
+  ASSERT_EQ(HVSFX_Process(&param, samples.data(), 300), 1);
+  EXPECT_EQ(s_sampleCount, 300);
+  Init(256, 2);
+  EXPECT_EQ(s_sampleCount, 300);  // kept by HVSFX_Init ...
+  ASSERT_EQ(HVSFX_Process(&param, samples.data(), 10), 1);
+  EXPECT_EQ(s_sampleCount, 10);  // ... and dropped by the next block
+  Init(1024, 2);
+  ASSERT_EQ(HVSFX_Process(&param, samples.data(), 10), 1);
+  EXPECT_EQ(s_sampleCount, 20);  // a longer block keeps what was gathered
+}
+
+TEST_F(EngineFrame, SurroundShiftsRowsZeroAndOneFromTheCurrentPosition) {
+  const int n = 8;
+  Init(n, 2);
+  param.bSurroundEnable = true;
+  param.nGainShift = 2;
+  for (int i = 0; i < 6 * n; ++i) param.pOutBuf[i] = 1;
+  auto samples = Ramp(2 * 3);
+  ASSERT_EQ(HVSFX_Process(&param, samples.data(), 3), 1);
+  // Positions counted from the updated sample count (3) for 3 frames.
+  for (int i = 0; i < n; ++i) {
+    const int expected = (i >= 3 && i < 6) ? 4 : 1;
+    EXPECT_EQ(Out(0, i), expected) << i;
+    EXPECT_EQ(Out(1, i), expected) << i;
+  }
+  // A long call runs the positions past the first rows; only the buffer's six
+  // rows are touched (the sanitizer build checks the bound).
+  std::vector<short> big(2 * 20 * n);
+  ASSERT_EQ(HVSFX_Process(&param, big.data(), 20 * n), 1);
+}
+
+TEST_F(EngineFrame, ReleaseDuringProcessingIsDeferredToTheEndOfTheCall) {
+  const int frames = 48000 * 20;
+  std::vector<short> samples(2 * static_cast<size_t>(frames), 1000);
+  bool observedDeferral = false;
+  for (int attempt = 0; attempt < 20 && !observedDeferral; ++attempt) {
+    HVSFX_GetDefaultParam(&param);
+    param.bSurroundEnable = true;
+    Init(64, 2);
+    std::atomic<bool> releaseReturned{false};
+    std::atomic<int> initialisedAfterRelease{-1};
+    std::thread control([&] {
+      while (s_processRunning.load() == 0) std::this_thread::yield();
+      EXPECT_EQ(HVSFX_Release(&param), 1);
+      initialisedAfterRelease = s_initialized.load();
+      releaseReturned = true;
+    });
+    EXPECT_EQ(HVSFX_Process(&param, samples.data(), frames), 1);
+    control.join();
+    ASSERT_TRUE(releaseReturned);
+    // Whichever way the race went, the engine ends released.
+    EXPECT_EQ(s_initialized.load(), 0);
+    EXPECT_EQ(s_doRelease.load(), 0);
+    EXPECT_EQ(param.pInBuf, nullptr);
+    EXPECT_EQ(param.pOutBuf, nullptr);
+    observedDeferral = initialisedAfterRelease.load() == 1;
+  }
+  EXPECT_TRUE(observedDeferral) << "the release never landed inside a running block";
+}
+
+TEST_F(EngineFrame, ProcessAfterADeferredReleaseIsRefused) {
+  Init(64, 2);
+  param.bSurroundEnable = true;
+  // A release requested while a block is marked running waits for its end.
+  s_processRunning.store(1);
+  EXPECT_EQ(HVSFX_Release(&param), 1);
+  EXPECT_EQ(s_initialized.load(), 1);
+  EXPECT_EQ(s_doRelease.load(), 1);
+  s_processRunning.store(0);
+  std::vector<short> samples(128, 5);
+  const auto original = samples;
+  // The next call finds the pending release, carries it out and refuses.
+  EXPECT_EQ(HVSFX_Process(&param, samples.data(), 64), 0);
+  EXPECT_EQ(samples, original);
+  EXPECT_EQ(s_initialized.load(), 0);
+  EXPECT_EQ(param.pInBuf, nullptr);
+}
