@@ -1,0 +1,26 @@
+# Installs the Debian packages a step needs, only when they are missing.
+# Usage (sourced): hvfx_require_packages pkg [pkg...]   (pkg may be name:arch)
+hvfx_require_packages() {
+  local missing=() pkg
+  for pkg in "$@"; do
+    dpkg-query -W -f='${Status}' "$pkg" 2>/dev/null | grep -q "install ok installed" || missing+=("$pkg")
+  done
+  [ ${#missing[@]} -eq 0 ] && return 0
+  local sudo=""
+  [ "$(id -u)" -eq 0 ] || sudo="sudo"
+  for pkg in "${missing[@]}"; do
+    if [[ $pkg == *:arm64 ]] && ! dpkg --print-foreign-architectures | grep -qx arm64; then
+      $sudo dpkg --add-architecture arm64
+    fi
+  done
+  echo "== installing: ${missing[*]}"
+  $sudo apt-get update -qq
+  DEBIAN_FRONTEND=noninteractive $sudo apt-get install -y -qq --no-install-recommends "${missing[@]}" > /dev/null
+}
+
+# What building the library and its tools needs on the build machine.
+HVFX_BUILD_PACKAGES=(cmake ninja-build g++ gcc pkg-config binutils android-liblog-dev libsndfile1-dev
+                     libebur128-dev nlohmann-json3-dev)
+# What the tests and benchmarks add, natively and in the aarch64 cross build under qemu.
+HVFX_TEST_PACKAGES=(googletest libgtest-dev libbenchmark-dev libfftw3-dev g++-aarch64-linux-gnu qemu-user
+                    android-liblog-dev:arm64)
