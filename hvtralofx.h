@@ -13,6 +13,7 @@
 
 #ifdef __cplusplus
 /* C++ interfaces: FFT kit and processing classes. */
+#include "loudness/CDynamicRangeControl.h"
 #endif  /* __cplusplus */
 
 #endif
