@@ -1,0 +1,22 @@
+// Fixture for tests that drive the engine: a default record before each
+// test, and the engine released and the partial-block position cleared after
+// it, so that no module or gathered frame leaks into the next test.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include "api/EngineInternal.h"
+#include "api/HVSFX_Engine.h"
+
+class EngineTestBase : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    HVSFX_GetDefaultParam(&param);
+    s_sampleCount = 0;
+  }
+  void TearDown() override {
+    HVSFX_Release(&param);
+    s_sampleCount = 0;
+  }
+  HVSFX_Param param{};
+};
