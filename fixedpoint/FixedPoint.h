@@ -82,6 +82,10 @@ constexpr int64_t AddWrap64(int64_t a, int64_t b) {
 constexpr int64_t SubWrap64(int64_t a, int64_t b) {
   return static_cast<int64_t>(static_cast<uint64_t>(a) - static_cast<uint64_t>(b));
 }
+// 64 x 64-bit product keeping the low 64 bits.
+constexpr int64_t MulWrap64(int64_t a, int64_t b) {
+  return static_cast<int64_t>(static_cast<uint64_t>(a) * static_cast<uint64_t>(b));
+}
 
 // ---- Shifts -------------------------------------------------------------
 
