@@ -1,0 +1,61 @@
+// Arm NEON registers for the equalizer lanes: four sections per int32x4.
+// vmull/vmlal/vmlsl form exact 32 x 32 -> 64-bit products and add or
+// subtract them modulo 2^64; vshrn by 22 keeps the low 32 bits of u asr 22,
+// the state the next sample multiplies.
+#include <arm_neon.h>
+
+#include "EQLaneBankInternal.h"
+
+namespace {
+
+struct LaneVec {
+  struct Halves {  // u of lanes 0-1 and 2-3
+    int64x2_t lo;
+    int64x2_t hi;
+  };
+  using V = int32x4_t;
+  using U = Halves;
+  using S = int64x2_t;
+  static constexpr int kLanes = 4;
+  static V Load(const int32_t* p) { return vld1q_s32(p); }
+  static void Store(int32_t* p, V v) { vst1q_s32(p, v); }
+  static V Broadcast(int32_t x) { return vdupq_n_s32(x); }
+  static U Mul(V c, V v) { return {vmull_s32(vget_low_s32(c), vget_low_s32(v)), vmull_high_s32(c, v)}; }
+  static void Mac(U& u, V c, V v) {
+    u.lo = vmlal_s32(u.lo, vget_low_s32(c), vget_low_s32(v));
+    u.hi = vmlal_high_s32(u.hi, c, v);
+  }
+  static void Msu(U& u, V c, V v) {
+    u.lo = vmlsl_s32(u.lo, vget_low_s32(c), vget_low_s32(v));
+    u.hi = vmlsl_high_s32(u.hi, c, v);
+  }
+  static V Narrow22(const U& u) { return vshrn_high_n_s64(vshrn_n_s64(u.lo, 22), u.hi, 22); }
+  static S Zero() { return vdupq_n_s64(0); }
+  static void AddTo(S& s, const U& u) { s = vaddq_s64(s, vaddq_s64(u.lo, u.hi)); }
+  static int64_t Sum(S s) { return vaddvq_s64(s); }
+  // Pairwise sums, the dry input added, then a saturating narrowing shift
+  // (floor, to 32 bits) and the clamp to 24 bits: the same as Sat24 of the
+  // 64-bit shift.
+  static void Finish4(const S* s, const int32_t* x, int32_t dryQ22, int* out, std::ptrdiff_t step) {
+    const int32x4_t xv = vld1q_s32(x);
+    const int32x4_t dry = vdupq_n_s32(dryQ22);
+    const int64x2_t acc01 = vmlal_s32(vpaddq_s64(s[0], s[1]), vget_low_s32(xv), vget_low_s32(dry));
+    const int64x2_t acc23 = vmlal_high_s32(vpaddq_s64(s[2], s[3]), xv, dry);
+    int32x4_t y = vqshrn_high_n_s64(vqshrn_n_s64(acc01, 22), acc23, 22);
+    y = vmaxq_s32(vminq_s32(y, vdupq_n_s32(8388607)), vdupq_n_s32(-8388608));
+    if (step == 1) {
+      vst1q_s32(out, y);
+    } else {
+      out[0] = vgetq_lane_s32(y, 0);
+      out[step] = vgetq_lane_s32(y, 1);
+      out[2 * step] = vgetq_lane_s32(y, 2);
+      out[3 * step] = vgetq_lane_s32(y, 3);
+    }
+  }
+};
+
+}  // namespace
+
+void EQRunLanesVector(EQLaneBank& bank, int* out, const int* in, std::ptrdiff_t step, int frames) {
+  EQRunGrouped<LaneVec>(bank, out, in, step, frames);
+}
