@@ -10,9 +10,11 @@
 #include "api/HVSFX_Param.h"
 #include "api/HVSFX_Engine.h"
 #include "api/HVSFX_Switches.h"
+#include "api/HVSFX_EQControl.h"
 
 #ifdef __cplusplus
 /* C++ interfaces: FFT kit and processing classes. */
+#include "eq/CHVAudioEQ_Ts.h"
 #include "loudness/CDynamicRangeControl.h"
 #endif  /* __cplusplus */
 

@@ -4,6 +4,7 @@
 #include <cstring>
 #include <thread>
 
+#include "../eq/CHVAudioEQ_Ts.h"
 #include "../fixedpoint/FixedPoint.h"
 #include "../loudness/CDynamicRangeControl.h"
 #include "EngineInternal.h"
@@ -68,7 +69,10 @@ void FreeLimiter() {
   ptr_DRC = nullptr;
 }
 void FreeLeveller() {}
-void FreeLfeEqualizer() {}
+void FreeLfeEqualizer() {
+  delete ptr_EQ_LFE;
+  ptr_EQ_LFE = nullptr;
+}
 void FreeSoundbar() {}
 void FreeLfeLeveller() {}
 void FreeLfeBuffers() {
@@ -77,7 +81,13 @@ void FreeLfeBuffers() {
   s_pLFEInBuf = nullptr;
   s_pLFEOutBuf = nullptr;
 }
-void FreeChannelEqualizers() {}
+void FreeChannelEqualizers() {
+  if (ptr_EQ != nullptr)
+    for (int c = 0; c < s_eqChannelCount; ++c) delete ptr_EQ[c];
+  delete[] ptr_EQ;
+  ptr_EQ = nullptr;
+  s_eqChannelCount = 0;
+}
 
 // RelaseAll's order.
 void FreeModules() {
@@ -96,9 +106,28 @@ void CreateLimiter(const HVSFX_Param& p) {  // HVSFX_Init step 2
   ptr_DRC->Init(p.nSampleRate);
   ptr_DRC->EnableDRC(1);
 }
-void CreateChannelEqualizers(const HVSFX_Param& /*p*/) {}  // step 3
+// Step 3: one equalizer per input channel with the class defaults; the
+// record's shelf and band settings are applied by the control functions.
+void CreateChannelEqualizers(const HVSFX_Param& p) {
+  FreeChannelEqualizers();
+  ptr_EQ = new CHVAudioEQ_Ts*[static_cast<size_t>(p.nInChannels)];
+  for (int c = 0; c < p.nInChannels; ++c) {
+    ptr_EQ[c] = new CHVAudioEQ_Ts(p.nSampleRate);
+    ptr_EQ[c]->Initial(1);
+  }
+  s_eqChannelCount = p.nInChannels;
+}
 void CreateLeveller(const HVSFX_Param& /*p*/) {}           // step 4
-void CreateLfeEqualizer(const HVSFX_Param& /*p*/) {}       // step 5
+// Step 5: the LFE band-pass: no dry path, no shelves, band 0 at nLFEFreq Hz,
+// nLFEGain dB, Q 2.
+void CreateLfeEqualizer(const HVSFX_Param& p) {
+  FreeLfeEqualizer();
+  ptr_EQ_LFE = new CHVAudioEQ_Ts(p.nSampleRate);
+  ptr_EQ_LFE->Initial(0);
+  ptr_EQ_LFE->Tst_SetLFOption(false, 0, 0);
+  ptr_EQ_LFE->Tst_SetBPFOption(0, true, p.nLFEFreq, p.nLFEGain, 2.0f);
+  ptr_EQ_LFE->Tst_SetHFOption(false, 0, 0);
+}
 
 void CreateLfeBuffers(const HVSFX_Param& p) {  // step 6
   FreeLfeBuffers();
@@ -152,7 +181,18 @@ void WriteBackLfe(HVSFX_Param& p) {
 bool RunLevellerStage(HVSFX_Param& /*p*/, bool /*soundbarRan*/) { return false; }
 
 // Stage 5: per-channel equalizer.
-bool RunEqualizerStage(HVSFX_Param& /*p*/, bool /*copyFirst*/) { return false; }
+bool RunEqualizerStage(HVSFX_Param& p, bool copyFirst) {
+  if (ptr_EQ == nullptr || !p.bEQEnable) return false;
+  if (copyFirst) CopyOutToIn(p);
+  const int n = p.nFrameSize;
+  const int channels = p.nInChannels < s_eqChannelCount ? p.nInChannels : s_eqChannelCount;
+  for (int c = 0; c < channels; ++c) {
+    // A setter changed this channel's sections: start from a clean history.
+    if (nEQFilterResetFlag[c].exchange(0) == 1) ptr_EQ[c]->Reset();
+    ptr_EQ[c]->EQProcess(Row(p.pOutBuf, c, n), Row(p.pInBuf, c, n), 1, n);
+  }
+  return true;
+}
 
 // Stage 6: dynamic range control, in place on pOutBuf.
 void RunLimiterStage(HVSFX_Param& p, bool anyStageRan) {

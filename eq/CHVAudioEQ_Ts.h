@@ -90,7 +90,7 @@ class HVFX_API CHVAudioEQ_Ts {
   // [-8388608, 8388607].
   void EQProcess(int* out, int* in, int stride, int frames);
 
-  // ---- State (public for inspection; change it only between EQProcess calls).
+  // ---- State (public to be read; change it only between EQProcess calls).
   int nSampleRate;
   int x0n2, x1n2, x0n1, x1n1;  // input history, channels 0 and 1
   int bLFEnable;
