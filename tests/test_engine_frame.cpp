@@ -12,20 +12,16 @@
 #include "api/EngineInternal.h"
 #include "api/HVSFX_Engine.h"
 #include "api/HVSFX_Switches.h"
+#include "support/EngineTestBase.h"
 
 namespace {
 
-class EngineFrame : public ::testing::Test {
+class EngineFrame : public EngineTestBase {
  protected:
-  void SetUp() override {
-    HVSFX_GetDefaultParam(&param);
-    s_sampleCount = 0;
-  }
-  void TearDown() override {
-    HVSFX_Release(&param);
-    s_sampleCount = 0;
-  }
+  // The frame alone: no module stage runs, so pOutBuf holds what the test
+  // puts there.
   void Init(int frames, int channels) {
+    param.bDRCEnable = false;
     param.nFrameSize = frames;
     param.nInChannels = param.nOutChannels = channels;
     ASSERT_EQ(HVSFX_Init(&param), 1);
@@ -33,7 +29,6 @@ class EngineFrame : public ::testing::Test {
   int& Out(int row, int pos) { return param.pOutBuf[row * param.nFrameSize + pos]; }
   int& In(int row, int pos) { return param.pInBuf[row * param.nFrameSize + pos]; }
 
-  HVSFX_Param param{};
 };
 
 std::vector<short> Ramp(size_t n, int start = 1) {
