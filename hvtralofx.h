@@ -16,6 +16,8 @@
 /* C++ interfaces: FFT kit and processing classes. */
 #include "eq/CHVAudioEQ_Ts.h"
 #include "loudness/CDynamicRangeControl.h"
+#include "filters/CDCBlockerMAFxd.h"
+#include "filters/CNGOIntegratorFxd.h"
 #endif  /* __cplusplus */
 
 #endif
