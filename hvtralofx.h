@@ -14,6 +14,7 @@
 
 #ifdef __cplusplus
 /* C++ interfaces: FFT kit and processing classes. */
+#include "fixedpoint/FixedFFT.h"
 #include "eq/CHVAudioEQ_Ts.h"
 #include "loudness/CDynamicRangeControl.h"
 #include "filters/CDCBlockerMAFxd.h"
