@@ -59,17 +59,21 @@ int ProcessModule(HVSFX_Param* param);
 // Frees every module and buffer and marks the engine not initialised.
 int RelaseAll(HVSFX_Param* param);
 
-// Exclusive access for control operations that create, replace or free
-// module instances (HVSFX_Init, the release, setters that call into a
-// module). The audio thread never waits on it: HVSFX_Process skips a block
-// while it is held. Control threads spin briefly while another holds it.
+// Exclusive access among control operations that create, replace, free or
+// call into module instances (HVSFX_Init, the release, setters that reach a
+// module). Control threads spin briefly while another holds it. The audio
+// thread never waits on it and keeps processing while a setter holds it;
+// only re-initialisation and release make it skip a block.
 class EngineControlGuard {
  public:
   EngineControlGuard();
+  // Lets go, then carries out a release that became due meanwhile.
   ~EngineControlGuard();
   EngineControlGuard(const EngineControlGuard&) = delete;
   EngineControlGuard& operator=(const EngineControlGuard&) = delete;
-  // Attempts to take the guard without waiting (used by the audio thread).
+  // Takes the guard if it is free, without waiting.
   static bool TryAcquire();
-  static void ReleaseHeld();
 };
+
+// Carries out a requested release once no block is running (see the engine).
+void SettlePendingRelease(bool wait);

@@ -54,8 +54,9 @@ bool Addressed(const HVSFX_Param& p, int channel, Channels& out) {
 // Runs a setter that calls into the channel equalizers: 0 for a null record,
 // -2 when the engine has none (not initialised), 0 for a channel that is not
 // addressable, otherwise body(record, channels). Holds the engine meanwhile,
-// after any block in flight has finished: a release or re-initialisation
-// cannot free the equalizers, and no block runs while coefficients change.
+// so that a release or re-initialisation cannot free the equalizers, and
+// starts after any block in flight has finished, so that new coefficients
+// land between blocks (the audio thread does not wait for setters).
 template <typename Body>
 int WithChannelEqualizers(HVSFX_Param* param, int channel, Body body) {
   if (param == nullptr) return 0;

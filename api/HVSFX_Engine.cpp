@@ -33,6 +33,11 @@ namespace {
 
 // 1 while a control operation holds the engine (see EngineControlGuard).
 std::atomic<int> s_controlBusy{0};
+// 1 while modules and buffers are being created or freed: HVSFX_Process skips
+// its block. With s_processRunning it forms a sequentially consistent pair:
+// each side raises its own flag, then reads the other's, so a block and a
+// reconfiguration never both go ahead.
+std::atomic<int> s_reconfiguring{0};
 
 // Rows in each working buffer: the adaptive-volume stage converts six rows
 // whatever the channel count, so both buffers always hold six.
@@ -237,32 +242,53 @@ bool MatchesLayout(const HVSFX_Param& p) {
          p.nOutChannels == s_layout.outChannels;
 }
 
-// Performs a release that was requested while a block was being processed,
-// unless a control operation holds the engine (it is then retried at the
-// start of the next HVSFX_Process call).
-void PerformPendingRelease(HVSFX_Param* param) {
-  if (s_doRelease.load() == 0 || !EngineControlGuard::TryAcquire()) return;
-  if (s_processRunning.load() == 0 && s_doRelease.exchange(0) != 0) RelaseAll(param);
-  EngineControlGuard::ReleaseHeld();
-}
-
-}  // namespace
-
-// ---- Control guard ---------------------------------------------------------------
-
-EngineControlGuard::EngineControlGuard() {
+void AcquireControl() {
   int expected = 0;
   while (!s_controlBusy.compare_exchange_weak(expected, 1)) {
     expected = 0;
     std::this_thread::yield();
   }
 }
-EngineControlGuard::~EngineControlGuard() { s_controlBusy.store(0); }
+
+}  // namespace
+
+// Carries out a requested release as soon as no block is running. Whoever
+// holds the guard while no block runs performs it: the control thread that
+// asked, the audio thread at the end of its block, or the holder of the guard
+// when it lets go. The audio thread never waits (wait = false).
+void SettlePendingRelease(bool wait) {
+  while (s_doRelease.load() != 0) {
+    if (wait) {
+      AcquireControl();
+    } else if (!EngineControlGuard::TryAcquire()) {
+      return;  // the holder settles it when it lets go
+    }
+    s_reconfiguring.store(1);
+    const bool idle = s_processRunning.load() == 0;
+    if (idle && s_doRelease.exchange(0) != 0) {
+      HVSFX_Param* owner = const_cast<HVSFX_Param*>(s_layout.param);
+      if (owner != nullptr) RelaseAll(owner);
+    }
+    s_reconfiguring.store(0);
+    s_controlBusy.store(0);
+    if (!idle && s_processRunning.load() != 0) return;  // the running block settles it at its end
+  }
+}
+
+namespace {
+}  // namespace
+
+// ---- Control guard ---------------------------------------------------------------
+
+EngineControlGuard::EngineControlGuard() { AcquireControl(); }
+EngineControlGuard::~EngineControlGuard() {
+  s_controlBusy.store(0);
+  SettlePendingRelease(false);
+}
 bool EngineControlGuard::TryAcquire() {
   int expected = 0;
   return s_controlBusy.compare_exchange_strong(expected, 1);
 }
-void EngineControlGuard::ReleaseHeld() { s_controlBusy.store(0); }
 
 // ---- Engine interface --------------------------------------------------------------
 
@@ -275,7 +301,8 @@ extern "C" int HVSFX_Init(HVSFX_Param* param) {
     return 0;
 
   EngineControlGuard guard;
-  // A block in flight finishes first; new blocks are skipped while we hold the guard.
+  // A block in flight finishes first; new blocks are skipped until we are done.
+  s_reconfiguring.store(1);
   while (s_processRunning.load() != 0) std::this_thread::yield();
 
   CreateLimiter(p);
@@ -296,7 +323,8 @@ extern "C" int HVSFX_Init(HVSFX_Param* param) {
 
   s_processRunning.store(0);
   s_initialized.store(1);
-  s_doRelease.store(0);
+  s_doRelease.store(0);  // a pending release is superseded
+  s_reconfiguring.store(0);
   return 1;
 }
 
@@ -306,13 +334,12 @@ extern "C" int HVSFX_Process(HVSFX_Param* param, short* samples, int frames) {
   if (!AnyChainSwitchOn(p)) return 1;
   if (samples == nullptr && frames > 0) return 0;
 
-  // Announce the block, then look for a control operation or a pending
-  // release; the sequentially consistent pair of flags guarantees that a
-  // control thread and this call never both go ahead.
+  // Announce the block, then look for a reconfiguration or a pending release.
   s_processRunning.store(1);
-  if (s_controlBusy.load() != 0 || s_doRelease.load() != 0 || s_initialized.load() == 0 || !MatchesLayout(p)) {
+  if (s_reconfiguring.load() != 0 || s_doRelease.load() != 0 || s_initialized.load() == 0 ||
+      !MatchesLayout(p)) {
     s_processRunning.store(0);
-    PerformPendingRelease(param);
+    SettlePendingRelease(false);
     return 0;
   }
 
@@ -355,19 +382,16 @@ extern "C" int HVSFX_Process(HVSFX_Param* param, short* samples, int frames) {
   }
 
   s_processRunning.store(0);
-  PerformPendingRelease(param);
+  SettlePendingRelease(false);
   return 1;
 }
 
 extern "C" int HVSFX_Release(HVSFX_Param* param) {
   if (param == nullptr) return 0;
+  // Released now when no block is running; otherwise by the running
+  // HVSFX_Process call when it returns.
   s_doRelease.store(1);
-  if (EngineControlGuard::TryAcquire()) {
-    // Nothing is being processed: release now. Otherwise the running
-    // HVSFX_Process call releases when it returns.
-    if (s_processRunning.load() == 0 && s_doRelease.exchange(0) != 0) RelaseAll(param);
-    EngineControlGuard::ReleaseHeld();
-  }
+  SettlePendingRelease(true);
   return 1;
 }
 
