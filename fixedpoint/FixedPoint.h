@@ -124,6 +124,10 @@ constexpr int32_t Asr32(int32_t v, int s) {
 // Arithmetic shift right with the 64-bit result narrowed to its low 32 bits.
 constexpr int32_t Asr64To32(int64_t v, int s) { return Wrap32(Asr64(v, s)); }
 
+// Asr64 for a count the caller has already checked to lie in 0 ... 63: no
+// range tests, for inner loops whose shift is validated once per block.
+constexpr int64_t Asr64InRange(int64_t v, int s) { return v >> s; }
+
 // Round-half-up right shift of a 32-bit value where the rounding add itself
 // is 32-bit and wraps: (v + 2^(s-1)) asr s, e.g. the engine's (v + 128) asr 8.
 constexpr int32_t RoundAsr32Wrap(int32_t v, int s) {
