@@ -1,0 +1,349 @@
+// x86 FIR kernels (AVX2, or SSE4.1 with half-width registers).
+//
+// (v)pmaddwd multiplies sixteen (eight) 16-bit pairs and adds neighbouring
+// products in 32 bits: the densest multiply x86 has, but its pair sums reach
+// 2^31 and a 32-bit lane holds only a few of them. So the samples are first
+// cut into narrow planes, x = sum_k plane_k * 2^lowBit_k, int16 arrays with
+// few significant bits:
+//
+//   samples              planes                                  magnitude
+//   16-bit               x asr 8, x & 255                        <= 255
+//   32-bit, in 24 bits   (x + 2048) asr 12, signed 12-bit digit  <= 2048
+//   32-bit otherwise     x asr 22, two 11-bit fields             <= 2047
+//
+// Each plane meets the taps in (v)pmaddwd; a pair sum is at most
+// 2 * maxTap * magnitude, so that many steps (one pair sum per 32-bit lane
+// each) add up without overflow before the lanes are widened into the exact
+// 64-bit sum. A symmetric filter (h[j] = h[N-1-j], the linear-phase case)
+// first adds each sample to its mirror partner, read from reversed planes,
+// and runs half the steps (pair sums twice as large).
+// Overflow: products exact, 32-bit lanes bounded as above, 64-bit lanes sum
+// modulo 2^64; shift and narrowing as in the portable code.
+//
+// The planes of up to kChunk outputs (plus the taps' reach) are cut at a time
+// into a stack buffer of about 10 KB; each pass over the taps serves a group
+// of neighbouring outputs, which share every load of taps. Chunks and groups
+// go from the last output down, and a chunk is cut before any of its outputs
+// is stored, so the filter can run in place (see FirKernelsInternal.h).
+// Filters longer than kMaxTaps use the portable loop.
+#include <immintrin.h>
+
+#include <algorithm>
+#include <cstdint>
+
+#include "FirKernelsInternal.h"
+
+namespace fir {
+namespace {
+
+#if defined(HVFX_SIMD_AVX2)
+struct Vec {
+  using V = __m256i;
+  static constexpr int kLanes32 = 8;
+  static constexpr int kLanes16 = 16;
+  static V Zero() { return _mm256_setzero_si256(); }
+  static V Load(const void* p) { return _mm256_loadu_si256(static_cast<const __m256i*>(p)); }
+  static void Store(void* p, V v) { _mm256_storeu_si256(static_cast<__m256i*>(p), v); }
+  static V Set32(int32_t v) { return _mm256_set1_epi32(v); }
+  static V Set16(int16_t v) { return _mm256_set1_epi16(v); }
+  static V MulPairs16(V a, V b) { return _mm256_madd_epi16(a, b); }
+  static V Add32(V a, V b) { return _mm256_add_epi32(a, b); }
+  static V Add16(V a, V b) { return _mm256_add_epi16(a, b); }
+  static V Add64(V a, V b) { return _mm256_add_epi64(a, b); }
+  static V Sub32(V a, V b) { return _mm256_sub_epi32(a, b); }
+  static V And(V a, V b) { return _mm256_and_si256(a, b); }
+  static V Sra16(V a, int s) { return _mm256_sra_epi16(a, _mm_cvtsi32_si128(s)); }
+  static V Sra32(V a, int s) { return _mm256_sra_epi32(a, _mm_cvtsi32_si128(s)); }
+  static V Sll64(V a, int s) { return _mm256_sll_epi64(a, _mm_cvtsi32_si128(s)); }
+  static V Min32(V a, V b) { return _mm256_min_epi32(a, b); }
+  static V Max32(V a, V b) { return _mm256_max_epi32(a, b); }
+  // Two registers of int32 (each value fits 16 bits) as one of int16, in order.
+  static V Pack32(V a, V b) { return _mm256_permute4x64_epi64(_mm256_packs_epi32(a, b), 0xD8); }
+  // The 32-bit lanes sign-extended and added pairwise into 64-bit lanes.
+  static V Widen32(V a) {
+    return _mm256_add_epi64(_mm256_cvtepi32_epi64(_mm256_castsi256_si128(a)),
+                            _mm256_cvtepi32_epi64(_mm256_extracti128_si256(a, 1)));
+  }
+  static int64_t Sum64(V a) {
+    __m128i s = _mm_add_epi64(_mm256_castsi256_si128(a), _mm256_extracti128_si256(a, 1));
+    s = _mm_add_epi64(s, _mm_unpackhi_epi64(s, s));
+    return _mm_cvtsi128_si64(s);
+  }
+  static int32_t Min32Lanes(V a) {
+    __m128i m = _mm_min_epi32(_mm256_castsi256_si128(a), _mm256_extracti128_si256(a, 1));
+    m = _mm_min_epi32(m, _mm_shuffle_epi32(m, 0x4E));
+    return _mm_cvtsi128_si32(_mm_min_epi32(m, _mm_shuffle_epi32(m, 0xB1)));
+  }
+  static int32_t Max32Lanes(V a) {
+    __m128i m = _mm_max_epi32(_mm256_castsi256_si128(a), _mm256_extracti128_si256(a, 1));
+    m = _mm_max_epi32(m, _mm_shuffle_epi32(m, 0x4E));
+    return _mm_cvtsi128_si32(_mm_max_epi32(m, _mm_shuffle_epi32(m, 0xB1)));
+  }
+};
+#else  // SSE4.1
+struct Vec {
+  using V = __m128i;
+  static constexpr int kLanes32 = 4;
+  static constexpr int kLanes16 = 8;
+  static V Zero() { return _mm_setzero_si128(); }
+  static V Load(const void* p) { return _mm_loadu_si128(static_cast<const __m128i*>(p)); }
+  static void Store(void* p, V v) { _mm_storeu_si128(static_cast<__m128i*>(p), v); }
+  static V Set32(int32_t v) { return _mm_set1_epi32(v); }
+  static V Set16(int16_t v) { return _mm_set1_epi16(v); }
+  static V MulPairs16(V a, V b) { return _mm_madd_epi16(a, b); }
+  static V Add32(V a, V b) { return _mm_add_epi32(a, b); }
+  static V Add16(V a, V b) { return _mm_add_epi16(a, b); }
+  static V Add64(V a, V b) { return _mm_add_epi64(a, b); }
+  static V Sub32(V a, V b) { return _mm_sub_epi32(a, b); }
+  static V And(V a, V b) { return _mm_and_si128(a, b); }
+  static V Sra16(V a, int s) { return _mm_sra_epi16(a, _mm_cvtsi32_si128(s)); }
+  static V Sra32(V a, int s) { return _mm_sra_epi32(a, _mm_cvtsi32_si128(s)); }
+  static V Sll64(V a, int s) { return _mm_sll_epi64(a, _mm_cvtsi32_si128(s)); }
+  static V Min32(V a, V b) { return _mm_min_epi32(a, b); }
+  static V Max32(V a, V b) { return _mm_max_epi32(a, b); }
+  static V Pack32(V a, V b) { return _mm_packs_epi32(a, b); }
+  static V Widen32(V a) { return _mm_add_epi64(_mm_cvtepi32_epi64(a), _mm_cvtepi32_epi64(_mm_srli_si128(a, 8))); }
+  static int64_t Sum64(V a) { return _mm_cvtsi128_si64(_mm_add_epi64(a, _mm_unpackhi_epi64(a, a))); }
+  static int32_t Min32Lanes(V m) {
+    m = _mm_min_epi32(m, _mm_shuffle_epi32(m, 0x4E));
+    return _mm_cvtsi128_si32(_mm_min_epi32(m, _mm_shuffle_epi32(m, 0xB1)));
+  }
+  static int32_t Max32Lanes(V m) {
+    m = _mm_max_epi32(m, _mm_shuffle_epi32(m, 0x4E));
+    return _mm_cvtsi128_si32(_mm_max_epi32(m, _mm_shuffle_epi32(m, 0xB1)));
+  }
+};
+#endif
+
+using V = Vec::V;
+constexpr int W = Vec::kLanes16;  // taps per step
+constexpr int kChunk = 256;
+constexpr int kGroupSymmetric2 = 3;
+constexpr int kMaxTaps = 512;
+constexpr int kPlaneLength = kChunk + kMaxTaps - 1;
+
+// One cut of the samples into planes: plane k holds the bits from lowBit[k]
+// up. The top plane keeps the sign; the lower ones are unsigned bit fields,
+// or, with signedDigits, signed digits in -2^(b-1) ... 2^(b-1) - 1 whose
+// carry goes into the plane above, which halves their magnitude (used where
+// adding the carry cannot overflow).
+struct Layout {
+  int count;
+  int lowBit[3];
+  bool signedDigits;
+  int maxPiece;  // largest magnitude in any plane
+};
+constexpr Layout kPlanes16 = {2, {0, 8, 0}, false, 255};
+constexpr Layout kPlanes24 = {2, {0, 12, 0}, true, 2048};
+constexpr Layout kPlanes32 = {3, {0, 11, 22}, false, 2047};
+
+struct Planes {
+  Layout layout;
+  int length;
+  // Each plane has a step's width of zeros past the cut.
+  int16_t data[3][kPlaneLength + W];
+  int16_t mirror[3][kPlaneLength + W];  // data reversed, for symmetric filters
+};
+
+// Plane k of one sample: (x + carry) asr lowBit, then the field of the
+// plane's width, centred for signed digits.
+int32_t Piece(int32_t x, const Layout& layout, int k) {
+  const int bits = k + 1 < layout.count ? layout.lowBit[k + 1] - layout.lowBit[k] : 0;
+  const int32_t carry = layout.signedDigits && k > 0 ? 1 << (layout.lowBit[k] - 1) : 0;
+  const int32_t shifted = fxp::Asr32(fxp::AddWrap32(x, carry), layout.lowBit[k]);
+  if (bits == 0) return shifted;
+  if (!layout.signedDigits) return shifted & ((1 << bits) - 1);
+  const int32_t half = 1 << (bits - 1);
+  return ((shifted + half) & ((1 << bits) - 1)) - half;
+}
+
+// Piece() on a register of 32-bit samples.
+V PieceVector(V x, const Layout& layout, int k) {
+  const int bits = k + 1 < layout.count ? layout.lowBit[k + 1] - layout.lowBit[k] : 0;
+  if (layout.signedDigits && k > 0) x = Vec::Add32(x, Vec::Set32(1 << (layout.lowBit[k] - 1)));
+  const V shifted = Vec::Sra32(x, layout.lowBit[k]);
+  if (bits == 0) return shifted;
+  const V mask = Vec::Set32((1 << bits) - 1);
+  if (!layout.signedDigits) return Vec::And(shifted, mask);
+  const V half = Vec::Set32(1 << (bits - 1));
+  return Vec::Sub32(Vec::And(Vec::Add32(shifted, half), mask), half);
+}
+
+void Cut(const int16_t* x, int length, Planes& planes) {
+  planes.layout = kPlanes16;
+  const V lowMask = Vec::Set16(0xFF);
+  int j = 0;
+  for (; j + W <= length; j += W) {
+    const V v = Vec::Load(x + j);
+    Vec::Store(planes.data[0] + j, Vec::And(v, lowMask));
+    Vec::Store(planes.data[1] + j, Vec::Sra16(v, 8));
+  }
+  for (; j < length; ++j)
+    for (int k = 0; k < 2; ++k) planes.data[k][j] = static_cast<int16_t>(Piece(x[j], planes.layout, k));
+}
+
+// 32-bit samples: two planes when every sample of the cut fits 24 bits (the
+// working range), three otherwise.
+void Cut(const int32_t* x, int length, Planes& planes) {
+  V low = Vec::Zero(), high = Vec::Zero();
+  int j = 0;
+  for (; j + Vec::kLanes32 <= length; j += Vec::kLanes32) {
+    const V v = Vec::Load(x + j);
+    low = Vec::Min32(low, v);
+    high = Vec::Max32(high, v);
+  }
+  int32_t lowest = Vec::Min32Lanes(low), highest = Vec::Max32Lanes(high);
+  for (; j < length; ++j) {
+    lowest = std::min(lowest, x[j]);
+    highest = std::max(highest, x[j]);
+  }
+  planes.layout = lowest >= fxp::kMin24 && highest <= fxp::kMax24 ? kPlanes24 : kPlanes32;
+  const Layout& layout = planes.layout;
+  j = 0;
+  for (; j + W <= length; j += W) {
+    const V a = Vec::Load(x + j);
+    const V b = Vec::Load(x + j + Vec::kLanes32);
+    for (int k = 0; k < layout.count; ++k)
+      Vec::Store(planes.data[k] + j, Vec::Pack32(PieceVector(a, layout, k), PieceVector(b, layout, k)));
+  }
+  for (; j < length; ++j)
+    for (int k = 0; k < layout.count; ++k) planes.data[k][j] = static_cast<int16_t>(Piece(x[j], layout, k));
+}
+
+// The taps as the vector steps run them: whole steps of W taps, the last one
+// padded with zero taps (whose products with whatever the planes hold past
+// the cut are 0). A symmetric filter keeps only its first half; its middle
+// tap, if N is odd, is added per output.
+struct StepTaps {
+  alignas(32) int16_t taps[kMaxTaps + W];
+  int steps;
+  bool symmetric;
+  int middle;       // N/2: the middle tap's index
+  int32_t middleTap;  // hr[N/2] for an odd symmetric filter, else 0
+  int32_t maxTap;     // largest tap magnitude (at least 1)
+};
+
+void PrepareTaps(const int16_t* hr, int tapCount, StepTaps& prepared) {
+  prepared.symmetric = true;
+  prepared.maxTap = 1;
+  for (int i = 0; i < tapCount; ++i) {
+    prepared.maxTap = std::max(prepared.maxTap, fxp::AbsWrap32(hr[i]));
+    prepared.symmetric = prepared.symmetric && hr[i] == hr[tapCount - 1 - i];
+  }
+  const int reach = prepared.symmetric ? tapCount / 2 : tapCount;
+  prepared.steps = (reach + W - 1) / W;
+  std::copy(hr, hr + reach, prepared.taps);
+  std::fill(prepared.taps + reach, prepared.taps + prepared.steps * W, int16_t{0});
+  prepared.middle = tapCount / 2;
+  prepared.middleTap = prepared.symmetric && tapCount % 2 == 1 ? hr[tapCount / 2] : 0;
+}
+
+// Reverses the planes for a symmetric filter, and clears the step's width
+// past the cut that the padded last step reads.
+void FinishCut(Planes& planes, bool symmetric) {
+  for (int k = 0; k < planes.layout.count; ++k) {
+    std::fill(planes.data[k] + planes.length, planes.data[k] + planes.length + W, int16_t{0});
+    if (!symmetric) continue;
+    std::reverse_copy(planes.data[k], planes.data[k] + planes.length, planes.mirror[k]);
+    std::fill(planes.mirror[k] + planes.length, planes.mirror[k] + planes.length + W, int16_t{0});
+  }
+}
+
+// Outputs 0 ... G-1 of the windows starting at plane offset `at`; stores
+// after all reads. stepsPerWiden steps of pair sums fit a 32-bit lane.
+//
+// With kSymmetric (h[j] = h[N-1-j]) each step adds the mirrored samples
+// first, read forwards from the reversed planes: x[a + N-1-j] is
+// mirror[length - a - N + j]. Half the steps then cover all the taps but the
+// middle one, which x[a + N/2] meets on its own.
+template <int G, int K, bool kSymmetric, class Sample>
+inline void Group(const StepTaps& f, int tapCount, const Planes& planes, int stepsPerWiden, int at, const Sample* x,
+                  int shift, Sample* out) {
+  const Layout& layout = planes.layout;
+  V wide[G];
+  for (int d = 0; d < G; ++d) wide[d] = Vec::Zero();
+  for (int done = 0; done < f.steps;) {
+    const int run = std::min(stepsPerWiden, f.steps - done);
+    V acc[G][K];
+    for (int d = 0; d < G; ++d)
+      for (int k = 0; k < K; ++k) acc[d][k] = Vec::Zero();
+    for (int i = done * W; i < (done + run) * W; i += W) {
+      const V taps = Vec::Load(f.taps + i);
+      for (int d = 0; d < G; ++d) {
+        for (int k = 0; k < K; ++k) {
+          V samples = Vec::Load(planes.data[k] + at + d + i);
+          if constexpr (kSymmetric)
+            samples = Vec::Add16(samples, Vec::Load(planes.mirror[k] + planes.length - at - d - tapCount + i));
+          acc[d][k] = Vec::Add32(acc[d][k], Vec::MulPairs16(taps, samples));
+        }
+      }
+    }
+    for (int d = 0; d < G; ++d) {
+      wide[d] = Vec::Add64(wide[d], Vec::Widen32(acc[d][0]));
+      for (int k = 1; k < K; ++k) wide[d] = Vec::Add64(wide[d], Vec::Sll64(Vec::Widen32(acc[d][k]), layout.lowBit[k]));
+    }
+    done += run;
+  }
+  int64_t sum[G];
+  for (int d = 0; d < G; ++d) {
+    sum[d] = Vec::Sum64(wide[d]);
+    if constexpr (kSymmetric) sum[d] = fxp::AddWrap64(sum[d], fxp::Mul32x32(f.middleTap, x[d + f.middle]));
+  }
+  for (int d = 0; d < G; ++d) out[d] = FinishTaps<Sample>(sum[d], shift);
+}
+
+template <class Sample>
+void RunPlanes(const int16_t* hr, int tapCount, const Sample* x, int count, int shift, Sample* out) {
+  if (count < 1 || tapCount < 1) return;
+  if (tapCount > kMaxTaps) {
+    if constexpr (sizeof(Sample) == sizeof(int32_t))
+      RunTaps32Portable(hr, tapCount, x, count, shift, out);
+    else
+      RunTaps16Portable(hr, tapCount, x, count, shift, out);
+    return;
+  }
+  StepTaps prepared;
+  PrepareTaps(hr, tapCount, prepared);
+  const bool symmetric = prepared.symmetric;
+  Planes planes;
+  for (int end = count; end > 0;) {
+    const int chunk = std::min(kChunk, end);
+    const int base = end - chunk;
+    planes.length = chunk + tapCount - 1;
+    Cut(x + base, planes.length, planes);
+    FinishCut(planes, symmetric);
+    // Each step adds one pair sum to every 32-bit lane: at most
+    // 2 * maxTap * maxPiece in magnitude, twice that with mirrored samples.
+    const int64_t pairBound = (symmetric ? 4LL : 2LL) * prepared.maxTap * planes.layout.maxPiece;
+    const int stepsPerWiden = static_cast<int>(std::min<int64_t>(INT32_MAX / pairBound, kMaxTaps));
+    auto run = [&](int m, auto group, auto planeCount, auto mirrored) {
+      Group<group.value, planeCount.value, mirrored.value>(prepared, tapCount, planes, stepsPerWiden, m,
+                                                           x + base + m, shift, out + base + m);
+    };
+    // Groups as large as the registers allow without spilling an
+    // accumulator: mirrored samples and a third plane take more.
+    using Two = std::integral_constant<int, 2>;
+    using Three = std::integral_constant<int, 3>;
+    if (planes.layout.count == 2 && symmetric)
+      ForEachGroupDescending<kGroupSymmetric2>(chunk, [&](int m, auto g) { run(m, g, Two{}, std::true_type{}); });
+    else if (planes.layout.count == 2)
+      ForEachGroupDescending<4>(chunk, [&](int m, auto g) { run(m, g, Two{}, std::false_type{}); });
+    else if (symmetric)
+      ForEachGroupDescending<2>(chunk, [&](int m, auto g) { run(m, g, Three{}, std::true_type{}); });
+    else
+      ForEachGroupDescending<3>(chunk, [&](int m, auto g) { run(m, g, Three{}, std::false_type{}); });
+    end = base;
+  }
+}
+
+}  // namespace
+
+void RunTaps32Vector(const int16_t* hr, int tapCount, const int32_t* x, int count, int shift, int32_t* out) {
+  RunPlanes(hr, tapCount, x, count, shift, out);
+}
+
+void RunTaps16Vector(const int16_t* hr, int tapCount, const int16_t* x, int count, int shift, int16_t* out) {
+  RunPlanes(hr, tapCount, x, count, shift, out);
+}
+
+}  // namespace fir

@@ -1,0 +1,208 @@
+// FIR filter: exact identities and delays, history across blocks of every
+// size, in-place operation, wrapping on overflow, refused calls, and the
+// vector kernels against the portable ones bit for bit.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <limits>
+#include <random>
+#include <vector>
+
+#include "filters/CFIRFxd.h"
+#include "filters/FirKernelsInternal.h"
+
+namespace {
+
+// Direct evaluation of y[t] = (sum_j h[j] x[t-j]) asr (15 + q) over a whole
+// stream that starts from silence, low bits kept.
+template <class S>
+std::vector<S> ReferenceFir(const std::vector<short>& h, int q, const std::vector<S>& x) {
+  std::vector<S> y(x.size());
+  for (size_t t = 0; t < x.size(); ++t) {
+    uint64_t acc = 0;
+    for (size_t j = 0; j < h.size() && j <= t; ++j) acc += static_cast<uint64_t>(int64_t{h[j]} * x[t - j]);
+    y[t] = static_cast<S>(static_cast<int64_t>(acc) >> (15 + q));
+  }
+  return y;
+}
+
+// Full-scale test signals: mostly the two extremes, some values in between.
+template <class S>
+std::vector<S> FullScale(size_t n, std::mt19937& rng) {
+  std::uniform_int_distribution<int64_t> any(std::numeric_limits<S>::min(), std::numeric_limits<S>::max());
+  std::vector<S> v(n);
+  for (auto& s : v) {
+    const auto r = rng() % 4;
+    s = r == 0 ? std::numeric_limits<S>::min() : r == 1 ? std::numeric_limits<S>::max() : static_cast<S>(any(rng));
+  }
+  return v;
+}
+
+// Runs a stream through a one-channel filter in blocks of the given sizes
+// (cycled), in place or through a separate output buffer.
+template <class S>
+std::vector<S> FilterInBlocks(CFIRFxd& fir, const std::vector<S>& x, const std::vector<int>& sizes, bool inPlace) {
+  std::vector<S> y;
+  for (size_t pos = 0, b = 0; pos < x.size(); ++b) {
+    const int n = std::min<int>(sizes[b % sizes.size()], static_cast<int>(x.size() - pos));
+    std::vector<S> in(x.begin() + pos, x.begin() + pos + n), out(n, S{0x5A5A});
+    fir.Filter(in.data(), inPlace ? in.data() : out.data(), n, 1);
+    y.insert(y.end(), (inPlace ? in : out).begin(), (inPlace ? in : out).end());
+    pos += n;
+  }
+  return y;
+}
+
+}  // namespace
+
+TEST(FirFilter, SingleTapIsAnExactIdentity) {
+  for (short q : {-1, -4}) {
+    std::vector<short> taps = {static_cast<short>(1 << (15 + q))};
+    CFIRFxd fir;
+    fir.Init(taps.data(), &q, 1, 1);
+    std::vector<int> x = {INT32_MIN, INT32_MAX, -1, 0, 1, 8388607, -8388608};
+    std::vector<int> y(x.size());
+    fir.Filter(x.data(), y.data(), static_cast<int>(x.size()), 1);
+    EXPECT_EQ(y, x);
+  }
+}
+
+TEST(FirFilter, TwoTapDelayTakesTheSampleFromTheHistory) {
+  std::vector<short> taps = {0, 16384};
+  short q = -1;
+  CFIRFxd fir;
+  fir.Init(taps.data(), &q, 2, 1);
+  std::vector<short> x = {5, -7, 9, 11, -13, 32767, -32768};
+  // Blocks of 1 (shorter than the filter), 2 and 4: always the previous sample.
+  std::vector<short> expected = {0, 5, -7, 9, 11, -13, 32767};
+  EXPECT_EQ(FilterInBlocks(fir, x, {1, 2, 4}, false), expected);
+  fir.Reset();
+  short one = 100, out = -1;
+  fir.Filter(&one, &out, 1, 1);
+  EXPECT_EQ(out, 0);  // silence after Reset
+}
+
+TEST(FirFilter, BlocksOfAnySizeMatchTheStream) {
+  std::mt19937 rng(7);
+  std::uniform_int_distribution<int> tap(-32768, 32767);
+  for (int nTaps : {1, 3, 7, 16, 33}) {
+    std::vector<short> h(nTaps);
+    for (auto& v : h) v = static_cast<short>(tap(rng));
+    const short q = 2;
+    const auto x32 = FullScale<int>(300, rng);
+    const auto x16 = FullScale<short>(300, rng);
+    for (std::vector<int> sizes : std::vector<std::vector<int>>{{1}, {2, 5}, {31, 1, 64}, {300}}) {
+      for (bool inPlace : {false, true}) {
+        CFIRFxd a, b;
+        a.Init(h.data(), const_cast<short*>(&q), nTaps, 1);
+        b.Init(h.data(), const_cast<short*>(&q), nTaps, 1);
+        EXPECT_EQ(FilterInBlocks(a, x32, sizes, inPlace), ReferenceFir(h, q, x32)) << nTaps << " taps";
+        EXPECT_EQ(FilterInBlocks(b, x16, sizes, inPlace), ReferenceFir(h, q, x16)) << nTaps << " taps";
+      }
+    }
+  }
+}
+
+TEST(FirFilter, OverflowWrapsInsteadOfClipping) {
+  // Two taps of 32767 (about 2.0 with q = 0) on a full-scale constant:
+  // 32767^2 asr 15 = 32766, then 2 * 32767^2 = 2147352578, asr 15 = 65532,
+  // whose low 16 bits read -4.
+  std::vector<short> taps = {32767, 32767};
+  short q = 0;
+  CFIRFxd fir16;
+  fir16.Init(taps.data(), &q, 2, 1);
+  std::vector<short> x16 = {32767, 32767, 32767};
+  fir16.Filter(x16.data(), x16.data(), 3, 1);
+  EXPECT_EQ(x16, (std::vector<short>{32766, -4, -4}));
+  // 32-bit, q = -15 (shift 0), input 2^30: 32767 * 2^30 keeps 3 * 2^30 in
+  // its low 32 bits, 65534 * 2^30 keeps 2^31.
+  q = -15;
+  CFIRFxd fir32;
+  fir32.Init(taps.data(), &q, 2, 1);
+  std::vector<int> x32 = {1 << 30, 1 << 30};
+  fir32.Filter(x32.data(), x32.data(), 2, 1);
+  EXPECT_EQ(x32, (std::vector<int>{-1073741824, INT32_MIN}));
+}
+
+TEST(FirFilter, ChannelsAreIndependentAndExtraChannelsAreRefused) {
+  std::vector<short> taps = {16384, 0, /* channel 1 */ 0, 8192};
+  std::vector<short> q = {-1, -2};
+  CFIRFxd fir;
+  fir.Init(taps.data(), q.data(), 2, 2);
+  std::vector<int> x = {1, 2, 3, /* channel 1 */ 10, 20, 30};
+  std::vector<int> y(6);
+  fir.Filter(x.data(), y.data(), 3, 2);
+  EXPECT_EQ(y, (std::vector<int>{1, 2, 3, 0, 10, 20}));
+
+  std::vector<int> three(9, 77), untouched = three;
+  fir.Filter(three.data(), three.data(), 3, 3);  // more channels than Init: refused
+  EXPECT_EQ(three, untouched);
+  // Blocks of one sample: channel 0 passes x[0] = 1; channel 1 (input x[1])
+  // gives its previous input, 30, so the refused call left the history alone.
+  fir.Filter(x.data(), y.data(), 1, 2);
+  EXPECT_EQ(y[0], 1);
+  EXPECT_EQ(y[1], 30);
+
+  CFIRFxd cleared;
+  cleared.Filter(three.data(), three.data(), 3, 1);  // never initialised: refused
+  EXPECT_EQ(three, untouched);
+  cleared.Init(taps.data(), q.data(), 0, 1);  // no taps: silence
+  cleared.Filter(three.data(), three.data(), 3, 1);
+  EXPECT_EQ(three[0] | three[1] | three[2], 0);
+}
+
+// Every vector kernel against the portable one: random, symmetric and
+// all -32768 taps; full-scale 16-bit, 24-bit and 32-bit signals (the
+// extremes often, all -32768 / -2^23 / -2^31 with the -32768 taps); every tap
+// count 1 ... 300 and a few long filters; odd output counts and a few long
+// blocks; in place as well.
+TEST(FirKernels, VectorEqualsPortableBitForBit) {
+  const fir::RunTaps32Fn vector32 = fir::VectorRunTaps32();
+  const fir::RunTaps16Fn vector16 = fir::VectorRunTaps16();
+  if (vector32 == nullptr || vector16 == nullptr) GTEST_SKIP() << "built without vector kernels";
+  RecordProperty("kernels", fir::VectorKernelName());
+  std::mt19937 rng(2024);
+  std::vector<int> tapCounts;
+  for (int nTaps = 1; nTaps <= 300; ++nTaps) tapCounts.push_back(nTaps);
+  tapCounts.insert(tapCounts.end(), {511, 512, 513, 1025});
+  for (int nTaps : tapCounts) {
+    const int kind = nTaps % 4;  // 0 random, 1 and 3 symmetric, 2 all -32768
+    std::vector<short> hr = FullScale<short>(nTaps, rng);
+    if (kind % 2 == 1) std::copy(hr.begin(), hr.begin() + nTaps / 2, hr.rbegin());
+    if (kind == 2) std::fill(hr.begin(), hr.end(), short{-32768});
+    const int count = nTaps % 10 == 0 ? 601 : 1 + 2 * (nTaps % 19);
+    const int length = count + nTaps - 1;
+    std::vector<int> x32 = FullScale<int>(length, rng), x24(length);
+    std::vector<short> x16 = FullScale<short>(length, rng);
+    for (int& v : x24) v = static_cast<int>(rng() % 3 == 0 ? -8388608 : rng() % 2 ? 8388607 : rng() % 16777216 - 8388608);
+    if (kind == 2) {
+      std::fill(x32.begin(), x32.end(), INT32_MIN);
+      std::fill(x24.begin(), x24.end(), -8388608);
+      std::fill(x16.begin(), x16.end(), short{-32768});
+    }
+    // The output keeps 16 or 32 bits of the sum from the shift up: a large
+    // and a small shift between them show every bit of it.
+    const int shifts[] = {20 + nTaps % 17, nTaps % 40 - 5};
+    for (const auto* x : {&x32, &x24}) {
+      std::vector<int> p(count), v(count);
+      for (int shift : shifts) {
+        fir::RunTaps32Portable(hr.data(), nTaps, x->data(), count, shift, p.data());
+        vector32(hr.data(), nTaps, x->data(), count, shift, v.data());
+        ASSERT_EQ(p, v) << nTaps << " taps, shift " << shift;
+      }
+      auto inPlace = *x;
+      vector32(hr.data(), nTaps, inPlace.data(), count, shifts[1], inPlace.data() + nTaps - 1);
+      ASSERT_TRUE(std::equal(p.begin(), p.end(), inPlace.begin() + nTaps - 1)) << nTaps << " taps in place";
+    }
+    std::vector<short> p16(count), v16(count);
+    for (int shift : shifts) {
+      fir::RunTaps16Portable(hr.data(), nTaps, x16.data(), count, shift, p16.data());
+      vector16(hr.data(), nTaps, x16.data(), count, shift, v16.data());
+      ASSERT_EQ(p16, v16) << nTaps << " taps, shift " << shift;
+    }
+    auto inPlace16 = x16;
+    vector16(hr.data(), nTaps, inPlace16.data(), count, shifts[1], inPlace16.data() + nTaps - 1);
+    ASSERT_TRUE(std::equal(p16.begin(), p16.end(), inPlace16.begin() + nTaps - 1)) << nTaps << " taps in place";
+  }
+}
