@@ -1,0 +1,283 @@
+// Forward-backward SOS filter: the coefficient rescaling, the zero-phase
+// response delayed by the look-ahead, streaming across blocks of any size
+// against a direct model, in-place operation, refused calls, and the
+// section cascade on its own.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <random>
+#include <type_traits>
+#include <utility>
+#include <vector>
+
+#include "filters/CFiltFiltFxd.h"
+
+namespace {
+
+// One channel's coefficients as passed to Init.
+struct Sections {
+  std::vector<short> sos, sosQ, gain, gainQ;
+  int count() const { return static_cast<int>(sosQ.size()); }
+};
+
+// The 50 cm / 48 kHz low-pass: its sums exceed 32767, so Init halves the
+// numerators twice and three times and lowers gainQ[2] by 5.
+Sections Lowpass() {
+  return {{16384, 16384, 0, 16384, -13404, 0, 8192, 16384, 8192, 8192, -14612, 6715}, {-1, -2}, {16384, 16384, 27512},
+          {-1, -1, 10}};
+}
+
+// Direct model of the block algorithm, written from its description: the
+// pass over ping-pong rows with samples 0 and 1 apart, the reversed work
+// signal with its ascending history copy. With T = int it rescales the
+// sections and floors like the filter; with T = double it runs the
+// coefficients as given, exactly.
+template <class T>
+class Model {
+ public:
+  Model(Sections s, int lookahead, int maxBlock) : s_(std::move(s)), L_(lookahead) {
+    const int nsos = s_.count();
+    for (int k = 0; k < nsos && std::is_integral_v<T>; ++k) {
+      short* c = &s_.sos[6 * k];
+      uint32_t sum = 0;
+      for (int i : {0, 1, 2, 4, 5}) sum += static_cast<uint32_t>(std::abs(c[i]));
+      int32_t t = s_.sosQ[k] < 0 ? static_cast<int32_t>(sum << -s_.sosQ[k]) : static_cast<int32_t>(sum) >> s_.sosQ[k];
+      int halvings = 0;
+      for (; t > 32767; t >>= 1) ++halvings;
+      for (int i = 0; i < 3; ++i) c[i] = static_cast<short>(c[i] >> halvings);
+      s_.gainQ[nsos] = static_cast<short>(s_.gainQ[nsos] - halvings);
+    }
+    reversed_.assign(L_ + maxBlock, 0);
+    forward_.assign(4 * nsos, 0);
+  }
+
+  std::vector<T> Block(const std::vector<T>& in) {
+    const int n = static_cast<int>(in.size());
+    for (int k = 0; k < L_; ++k) reversed_[n + k] = reversed_[k];
+    for (int j = 0; j < n; ++j) reversed_[n - 1 - j] = in[j];
+    std::vector<T> backwardState(4 * s_.count(), 0);
+    const auto backward = Cascade(std::vector<T>(reversed_.begin(), reversed_.begin() + n + L_), backwardState);
+    std::vector<T> forward(n);
+    for (int k = 0; k < n; ++k) forward[k] = backward[n + L_ - 1 - k];
+    return Cascade(forward, forward_);
+  }
+
+ private:
+  using Wide = std::conditional_t<std::is_integral_v<T>, int64_t, double>;
+  static T Scale(Wide v, int shift) {
+    if constexpr (std::is_integral_v<T>) return static_cast<int32_t>(v >> shift);
+    return std::ldexp(v, -shift);
+  }
+
+  std::vector<T> Cascade(std::vector<T> x, std::vector<T>& state) const {
+    const int n = static_cast<int>(x.size()), nsos = s_.count();
+    std::vector<T> y(n);
+    for (int k = 0; k < nsos; ++k) {
+      const short* c = &s_.sos[6 * k];
+      T* st = &state[4 * k];
+      auto section = [&](Wide x0, Wide x1, Wide x2, Wide y1, Wide y2) {
+        return Scale(c[0] * x0 + c[1] * x1 + c[2] * x2 - c[4] * y1 - c[5] * y2, 15 + s_.sosQ[k]);
+      };
+      y[0] = section(x[0], st[0], st[1], st[2], st[3]);
+      y[1] = section(x[1], x[0], st[0], y[0], st[2]);
+      for (int i = 2; i < n; ++i) y[i] = section(x[i], x[i - 1], x[i - 2], y[i - 1], y[i - 2]);
+      st[0] = x[n - 1], st[1] = x[n - 2], st[2] = y[n - 1], st[3] = y[n - 2];
+      x = y;
+    }
+    for (T& v : y) v = Scale(static_cast<Wide>(v) * s_.gain[nsos], 15 + s_.gainQ[nsos]);
+    return y;
+  }
+
+  Sections s_;
+  int L_;
+  std::vector<T> reversed_, forward_;
+};
+
+CFiltFiltFxd* Make(CFiltFiltFxd& f, Sections& s, int channels, int L, int maxBlock) {
+  f.Init(s.sos.data(), s.sosQ.data(), s.gain.data(), s.gainQ.data(), s.count(), channels, L, maxBlock);
+  return &f;
+}
+
+}  // namespace
+
+TEST(FiltFilt, IdentitySectionIsRescaledAndLosesTheLowestBit) {
+  // b0 = a0 = 16384 in Q14: its sum shifted by 1 is 32768, so b0 becomes
+  // 8192 and gainQ[1] -2: each pass computes 2 * floor(x / 2).
+  for (short unusedGain : {16384, -12345}) {  // gain[0] is never applied
+    Sections s{{16384, 0, 0, 16384, 0, 0}, {-1}, {unusedGain, 16384}, {-1, -1}};
+    CFiltFiltFxd f;
+    Make(f, s, 1, 4, 16);
+    std::vector<int> x = {INT32_MIN, INT32_MAX, -3, 3, -1, 1, 0, 8388607, -8388608, 5, 6, 7};
+    std::vector<int> y(x.size());
+    f.Filter(x.data(), y.data(), 12, 1);
+    for (int k = 0; k < 12; ++k) EXPECT_EQ(y[k], k < 4 ? 0 : (x[k - 4] & ~1)) << k;
+    std::vector<short> x16 = {-32768, 32767, -3, 3, 9, 9}, y16(6);
+    CFiltFiltFxd g;
+    Make(g, s, 1, 2, 16);
+    g.Filter(x16.data(), y16.data(), 6, 1);
+    EXPECT_EQ(y16, (std::vector<short>{0, 0, -32768, 32766, -4, 2}));
+  }
+}
+
+TEST(FiltFilt, RescaledSectionsKeepTheResponse) {
+  // The low-pass (both exponents negative) and a section in Q16 (positive
+  // exponent; its sum 70000 asr 1 = 35000 needs one halving), against the
+  // unscaled coefficients in double precision.
+  Sections q16{{20000, 20000, 0, 32767, -30000, 0}, {1}, {0, 32767}, {0, 0}};
+  for (Sections s : {Lowpass(), q16}) {
+    const int L = 64, n = 256;
+    Model<double> exact(s, L, n);
+    CFiltFiltFxd f;
+    Make(f, s, 1, L, n);
+    for (int b = 0; b < 4; ++b) {
+      std::vector<int> x(n), y(n);
+      std::vector<double> xd(n);
+      for (int k = 0; k < n; ++k) {
+        const double t = b * n + k;
+        xd[k] = x[k] = static_cast<int>(std::lround(4e6 * std::sin(0.01 * t) + 2e6 * std::sin(0.2 * t)));
+      }
+      f.Filter(x.data(), y.data(), n, 1);
+      const auto expected = exact.Block(xd);
+      // Each section pass floors; the feedback spreads that over a few
+      // LSBs. A gain left uncompensated would be off by a power of two.
+      for (int k = 0; k < n; ++k) ASSERT_NEAR(y[k], expected[k], 32.0) << "sample " << b * n + k;
+    }
+  }
+}
+
+TEST(FiltFilt, ImpulseResponseIsSymmetricAroundTheLookahead) {
+  Sections s = Lowpass();
+  const int L = 128, n = 512;
+  CFiltFiltFxd f;
+  Make(f, s, 1, L, n);
+  std::vector<int> x(3 * n, 0), y(3 * n);
+  f.Filter(x.data(), y.data(), n, 1);  // silence, then reset: the history is silent either way
+  f.Reset();
+  x[n + 200] = 1 << 22;
+  for (int b = 0; b < 3; ++b) f.Filter(x.data() + b * n, y.data() + b * n, n, 1);
+  const int centre = n + 200 + L;
+  EXPECT_EQ(std::max_element(y.begin(), y.end()) - y.begin(), centre);
+  EXPECT_GT(y[centre], 1 << 16);
+  // Symmetric up to the flooring of the two passes.
+  for (int d = 1; d < L; ++d) EXPECT_NEAR(y[centre + d], y[centre - d], 4.0) << d;
+  for (int t = 0; t < n; ++t) ASSERT_EQ(y[t], 0) << t;  // the silent block before the impulse
+}
+
+TEST(FiltFilt, StreamsLikeTheModelInAndOutOfPlace) {
+  // Two channels with their own three sections; blocks of every kind: the
+  // full maximum, odd sizes, and blocks shorter than the look-ahead (which
+  // repeat their short history).
+  Sections a{Lowpass().sos, {-1, -2, -1}, {0, 0, 0, 27512}, {0, 0, 0, 10}};
+  a.sos.insert(a.sos.end(), {12000, 4000, 0, 16384, -5000, 0});
+  Sections b{{16384, -8000, 3000, 16384, -9000, 4000, 12000, 0, -12000, 16384, 1000, -8000, 9000, 9000, 0, 16384,
+              2000, 0},
+             {-1, -1, -1},
+             {0, 0, 0, 30000},
+             {0, 0, 0, -1}};
+  auto join = [](std::vector<short> x, const std::vector<short>& y) {
+    x.insert(x.end(), y.begin(), y.end());
+    return x;
+  };
+  Sections both{join(a.sos, b.sos), join(a.sosQ, b.sosQ), join(a.gain, b.gain), join(a.gainQ, b.gainQ)};
+  const int L = 16, maxBlock = 64;
+  std::mt19937 rng(3);
+  std::uniform_int_distribution<int> sample(-8388608, 8388607);
+  for (bool inPlace : {false, true}) {
+    CFiltFiltFxd f;
+    f.Init(both.sos.data(), both.sosQ.data(), both.gain.data(), both.gainQ.data(), 3, 2, L, maxBlock);
+    Model<int> ma(a, L, maxBlock), mb(b, L, maxBlock);
+    for (int n : {64, 17, 5, 2, 33, 64, 9, 40}) {
+      std::vector<int> in(2 * n), out(2 * n, 0x5A5A);
+      for (int& v : in) v = sample(rng);
+      const std::vector<int> ch0(in.begin(), in.begin() + n), ch1(in.begin() + n, in.end());
+      f.Filter(in.data(), inPlace ? in.data() : out.data(), n, 2);
+      const auto& got = inPlace ? in : out;
+      ASSERT_EQ(std::vector<int>(got.begin(), got.begin() + n), ma.Block(ch0)) << "block of " << n;
+      ASSERT_EQ(std::vector<int>(got.begin() + n, got.end()), mb.Block(ch1)) << "block of " << n;
+    }
+  }
+}
+
+TEST(FiltFilt, SixteenBitBlocksMatchTheWideOnesTruncated) {
+  Sections s = Lowpass();
+  CFiltFiltFxd wide, narrow;
+  Make(wide, s, 1, 32, 96);
+  Make(narrow, s, 1, 32, 96);
+  std::mt19937 rng(9);
+  for (int n : {96, 31, 96}) {
+    std::vector<short> x16(n), y16(n);
+    for (auto& v : x16) v = static_cast<short>(rng() % 65536 - 32768);
+    std::vector<int> x32(x16.begin(), x16.end()), y32(n);
+    wide.Filter(x32.data(), y32.data(), n, 1);
+    narrow.Filter(x16.data(), x16.data(), n, 1);  // in place
+    for (int k = 0; k < n; ++k) y16[k] = static_cast<short>(y32[k]);
+    ASSERT_EQ(x16, y16);
+  }
+}
+
+TEST(FiltFilt, RefusedCallsChangeNothing) {
+  Sections s = Lowpass();
+  CFiltFiltFxd f, fresh;
+  Make(f, s, 1, 8, 32);
+  Make(fresh, s, 1, 8, 32);
+  std::vector<int> big(33, 1000), untouched = big;
+  f.Filter(big.data(), big.data(), 33, 1);  // longer than maxBlock
+  EXPECT_EQ(big, untouched);
+  f.Filter(big.data(), big.data(), 16, 2);  // more channels than Init
+  EXPECT_EQ(big, untouched);
+  f.Filter(big.data(), big.data(), 16, 0);  // no channels
+  EXPECT_EQ(big, untouched);
+  std::vector<int> x(32), y1(32), y2(32);
+  for (int k = 0; k < 32; ++k) x[k] = 100000 * (k % 7) - 300000;
+  f.Filter(x.data(), y1.data(), 32, 1);
+  fresh.Filter(x.data(), y2.data(), 32, 1);
+  EXPECT_EQ(y1, y2);  // the refused calls left the state alone
+
+  CFiltFiltFxd cleared;
+  cleared.Filter(big.data(), big.data(), 16, 1);
+  EXPECT_EQ(big, untouched);
+}
+
+TEST(FiltFilt, SectionCascadeOnItsOwn) {
+  Sections s = Lowpass();  // passed as given: SOSFilter_DF1 does not rescale
+  CFiltFiltFxd f;
+  Sections init = Lowpass();
+  Make(f, init, 1, 8, 24);
+  std::mt19937 rng(4);
+  std::vector<int> x(32);
+  for (int& v : x) v = static_cast<int>(rng() % 200001) - 100000;
+
+  // Sample by sample, the state carries exactly as through one block.
+  std::vector<int> whole(32), state(8, 0), stream(32), streamState(8, 0);
+  f.SOSFilter_DF1(x.data(), whole.data(), 32, s.sos.data(), s.sosQ.data(), s.gain.data(), s.gainQ.data(),
+                  state.data(), 2);
+  for (int k = 0; k < 32; ++k)
+    f.SOSFilter_DF1(x.data() + k, stream.data() + k, 1, s.sos.data(), s.sosQ.data(), s.gain.data(), s.gainQ.data(),
+                    streamState.data(), 2);
+  EXPECT_EQ(stream, whole);
+  EXPECT_EQ(streamState, state);
+  EXPECT_NE(whole, std::vector<int>(32, 0));
+
+  // 16-bit: sign-extended in, low 16 bits out, in place with a null output.
+  // A pass-through section and an output gain of 3 (gain 3, shift 15 - 15):
+  // 3 * 32767 = 98301 keeps 32765 in 16 bits.
+  Sections triple{{16384, 0, 0, 16384, 0, 0}, {-1}, {0, 3}, {0, -15}};
+  std::vector<short> v16 = {-3, 1, 32767};
+  std::vector<int> st(4, 0);
+  f.SOSFilter_DF1(v16.data(), nullptr, 3, triple.sos.data(), triple.sosQ.data(), triple.gain.data(),
+                  triple.gainQ.data(), st.data(), 1);
+  EXPECT_EQ(v16, (std::vector<short>{-9, 3, 32765}));
+
+  // Three sections pass through the scratch rows: no more than L + maxBlock.
+  Sections three{s.sos, {-1, -2, -1}, {0, 0, 0, 16384}, {0, 0, 0, -1}};
+  three.sos.insert(three.sos.end(), {16384, 0, 0, 16384, 0, 0});
+  std::vector<int> longBlock(33, 7), copy = longBlock, st3(12, 0);
+  f.SOSFilter_DF1(longBlock.data(), nullptr, 33, three.sos.data(), three.sosQ.data(), three.gain.data(),
+                  three.gainQ.data(), st3.data(), 3);
+  EXPECT_EQ(longBlock, copy);
+  f.SOSFilter_DF1(longBlock.data(), nullptr, 32, three.sos.data(), three.sosQ.data(), three.gain.data(),
+                  three.gainQ.data(), st3.data(), 3);
+  EXPECT_NE(longBlock, copy);
+}
