@@ -17,6 +17,8 @@
 #include "fixedpoint/FixedFFT.h"
 #include "eq/CHVAudioEQ_Ts.h"
 #include "loudness/CDynamicRangeControl.h"
+#include "filters/CFiltFiltFxd.h"
+#include "filters/CFIRFxd.h"
 #include "filters/CDCBlockerMAFxd.h"
 #include "filters/CNGOIntegratorFxd.h"
 #endif  /* __cplusplus */
