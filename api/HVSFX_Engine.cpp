@@ -236,8 +236,8 @@ bool AnyChainSwitchOn(const HVSFX_Param& p) {
   return p.bSurroundEnable || p.bEQEnable || p.bDynamicBassEnable || p.bAdaVEnable || p.bSoundbarEnable;
 }
 
-bool MatchesLayout(const HVSFX_Param& p) {
-  return &p == s_layout.param && p.pInBuf == s_layout.inBuf && p.pOutBuf == s_layout.outBuf &&
+bool MatchesLayout(const HVSFX_Param* param, const HVSFX_Param& p) {
+  return param == s_layout.param && p.pInBuf == s_layout.inBuf && p.pOutBuf == s_layout.outBuf &&
          p.nFrameSize == s_layout.frames && p.nInChannels == s_layout.inChannels &&
          p.nOutChannels == s_layout.outChannels;
 }
@@ -330,14 +330,17 @@ extern "C" int HVSFX_Init(HVSFX_Param* param) {
 
 extern "C" int HVSFX_Process(HVSFX_Param* param, short* samples, int frames) {
   if (param == nullptr || s_initialized.load() == 0) return 0;
-  HVSFX_Param& p = *param;
-  if (!AnyChainSwitchOn(p)) return 1;
+  if (!AnyChainSwitchOn(*param)) return 1;
   if (samples == nullptr && frames > 0) return 0;
 
   // Announce the block, then look for a reconfiguration or a pending release.
   s_processRunning.store(1);
+  // The call works on the settings as they stand now: a host that rewrites
+  // the record's geometry before re-initialising cannot move the buffers'
+  // bounds under a running block.
+  HVSFX_Param p = *param;
   if (s_reconfiguring.load() != 0 || s_doRelease.load() != 0 || s_initialized.load() == 0 ||
-      !MatchesLayout(p)) {
+      !MatchesLayout(param, p)) {
     s_processRunning.store(0);
     SettlePendingRelease(false);
     return 0;
@@ -356,7 +359,7 @@ extern "C" int HVSFX_Process(HVSFX_Param* param, short* samples, int frames) {
       cursor += static_cast<size_t>(k) * static_cast<size_t>(p.nInChannels);
       rem -= k;
       s_sampleCount = 0;
-      ProcessModule(param);
+      ProcessModule(&p);
       if (rem == 0) {
         blockEnded = true;
         break;

@@ -272,15 +272,16 @@ TEST_F(EngineFrame, ReleaseDuringProcessingIsDeferredToTheEndOfTheCall) {
     HVSFX_GetDefaultParam(&param);
     param.bSurroundEnable = true;
     Init(64, 2);
-    std::atomic<bool> releaseReturned{false};
+    std::atomic<bool> releaseReturned{false}, processReturned{false};
     std::atomic<int> initialisedAfterRelease{-1};
     std::thread control([&] {
-      while (s_processRunning.load() == 0) std::this_thread::yield();
+      while (s_processRunning.load() == 0 && !processReturned.load()) std::this_thread::yield();
       EXPECT_EQ(HVSFX_Release(&param), 1);
       initialisedAfterRelease = s_initialized.load();
       releaseReturned = true;
     });
     EXPECT_EQ(HVSFX_Process(&param, samples.data(), frames), 1);
+    processReturned = true;
     control.join();
     ASSERT_TRUE(releaseReturned);
     // Whichever way the race went, the engine ends released.
