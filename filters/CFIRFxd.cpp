@@ -22,13 +22,6 @@
 
 namespace {
 
-void RunTaps(const short* hr, int tapCount, const int* x, int count, int shift, int* out) {
-  fir::RunTaps32(hr, tapCount, x, count, shift, out);
-}
-void RunTaps(const short* hr, int tapCount, const short* x, int count, int shift, short* out) {
-  fir::RunTaps16(hr, tapCount, x, count, shift, out);
-}
-
 // A history word as a sample of the filter's width.
 template <class Sample>
 Sample FromHistory(int v);
@@ -131,12 +124,12 @@ int CFIRFxd::FilterBlock(const Sample* in, Sample* out, int n, int channels) {
 
     const int shift = 15 + q[c] - inputScale;
     const short* hr = reversedTaps[c];
-    if (n > nTaps - 1) RunTaps(hr, nTaps, x, n - (nTaps - 1), shift, y + (nTaps - 1));
+    if (n > nTaps - 1) fir::RunTaps(hr, nTaps, x, n - (nTaps - 1), shift, y + (nTaps - 1));
     const int head = std::min(n, nTaps - 1);
     if (head > 0) {
       for (int i = 0; i < nTaps - 1; ++i) window[i] = FromHistory<Sample>(hist[nTaps - 2 - i]);
       std::copy(x, x + head, window + (nTaps - 1));
-      RunTaps(hr, nTaps, window, head, shift, y);
+      fir::RunTaps(hr, nTaps, window, head, shift, y);
     }
     std::memcpy(hist, staging, static_cast<std::size_t>(nTaps) * sizeof(int));
   }

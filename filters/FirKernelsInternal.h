@@ -77,20 +77,20 @@ RunTaps32Fn VectorRunTaps32();
 RunTaps16Fn VectorRunTaps16();
 const char* VectorKernelName();
 
-// The kernels the filter uses: the vector ones where they exist.
-inline void RunTaps32(const int16_t* hr, int tapCount, const int32_t* x, int count, int shift, int32_t* out) {
+// The kernels the filter uses (one name for both sample widths): the
+// vector ones where this build has them.
 #if defined(HVFX_HAVE_SIMD)
-  RunTaps32Vector(hr, tapCount, x, count, shift, out);
+inline constexpr RunTaps32Fn kRunTaps32 = RunTaps32Vector;
+inline constexpr RunTaps16Fn kRunTaps16 = RunTaps16Vector;
 #else
-  RunTaps32Portable(hr, tapCount, x, count, shift, out);
+inline constexpr RunTaps32Fn kRunTaps32 = RunTaps32Portable;
+inline constexpr RunTaps16Fn kRunTaps16 = RunTaps16Portable;
 #endif
+inline void RunTaps(const int16_t* hr, int tapCount, const int32_t* x, int count, int shift, int32_t* out) {
+  kRunTaps32(hr, tapCount, x, count, shift, out);
 }
-inline void RunTaps16(const int16_t* hr, int tapCount, const int16_t* x, int count, int shift, int16_t* out) {
-#if defined(HVFX_HAVE_SIMD)
-  RunTaps16Vector(hr, tapCount, x, count, shift, out);
-#else
-  RunTaps16Portable(hr, tapCount, x, count, shift, out);
-#endif
+inline void RunTaps(const int16_t* hr, int tapCount, const int16_t* x, int count, int shift, int16_t* out) {
+  kRunTaps16(hr, tapCount, x, count, shift, out);
 }
 
 }  // namespace fir
