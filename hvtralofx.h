@@ -21,6 +21,7 @@
 #include "filters/CFIRFxd.h"
 #include "filters/CDCBlockerMAFxd.h"
 #include "filters/CNGOIntegratorFxd.h"
+#include "filters/CDelayLineFxd.h"
 #endif  /* __cplusplus */
 
 #endif
