@@ -1,5 +1,7 @@
 // Pushes a generated stereo signal through the engine interface and prints
-// what comes out: the block lag, the level per block and a few samples.
+// what comes out: the level per host call, a few samples, and the latency
+// measured on the output (the engine's block plus the limiter's look-ahead
+// block).
 #include <hvtralofx/hvtralofx.h>
 
 #include <cmath>
@@ -37,27 +39,32 @@ int main() {
 
   std::printf("hvtralofx demo: %d Hz stereo, block %d frames, host calls of %d frames\n", kRate, kBlock,
               kCallFrames);
-  std::printf("input: 1 kHz sine left, 250 Hz sine right, -12 dBFS\n\n");
+  std::printf("input: 1 kHz sine left, 250 Hz cosine right, -12 dBFS\n\n");
   std::printf("%5s %9s %12s %12s %s\n", "call", "frame", "in dBFS", "out dBFS", "first output samples (L R)");
 
   std::vector<short> buffer(static_cast<size_t>(kCallFrames) * 2);
   long frame = 0;
+  long firstSound = -1;
   for (int call = 0; call < kCalls; ++call) {
     for (int f = 0; f < kCallFrames; ++f) {
       const double t = static_cast<double>(frame + f) / kRate;
       buffer[2 * f] = static_cast<short>(std::lround(8192 * std::sin(2 * M_PI * 1000 * t)));
-      buffer[2 * f + 1] = static_cast<short>(std::lround(8192 * std::sin(2 * M_PI * 250 * t)));
+      buffer[2 * f + 1] = static_cast<short>(std::lround(8192 * std::cos(2 * M_PI * 250 * t)));
     }
     const double inDb = RmsDb(buffer.data(), buffer.size());
     if (HVSFX_Process(&param, buffer.data(), kCallFrames) != 1) {
       std::fprintf(stderr, "HVSFX_Process failed\n");
       return EXIT_FAILURE;
     }
+    for (int f = 0; f < kCallFrames && firstSound < 0; ++f)
+      if (buffer[2 * f] != 0 || buffer[2 * f + 1] != 0) firstSound = frame + f;
     std::printf("%5d %9ld %12.2f %12.2f %6d %6d %6d %6d\n", call, frame, inDb, RmsDb(buffer.data(), buffer.size()),
                 buffer[0], buffer[1], buffer[2], buffer[3]);
     frame += kCallFrames;
   }
   HVSFX_Release(&param);
-  std::printf("\noutput lags input by %d frames; the first block out is silence\n", kBlock);
+  std::printf("\nchain: equalizer (default shelves: -10 dB below 300 Hz, +6 dB above 10 kHz), limiter\n");
+  std::printf("first non-silent output frame: %ld (one %d-frame engine block plus the limiter's look-ahead block)\n",
+              firstSound, kBlock);
   return EXIT_SUCCESS;
 }
