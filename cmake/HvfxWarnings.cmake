@@ -5,26 +5,26 @@ function(hvfx_set_warnings target)
     target_compile_options(${target} PRIVATE
       -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Wcast-align
       -Wnon-virtual-dtor -Wold-style-cast -Wdouble-promotion)
-    if(HVFX_WERROR)
-      target_compile_options(${target} PRIVATE -Werror)
-    endif()
   endif()
-  if(HVFX_SANITIZE)
-    target_compile_options(${target} PRIVATE -fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)
-    target_link_options(${target} PUBLIC -fsanitize=address,undefined)
-  endif()
+  hvfx_common_flags(${target})
 endfunction()
 
 # Tests and tools: warnings on, but without the strict conversion set.
 function(hvfx_set_test_warnings target)
   if(CMAKE_CXX_COMPILER_ID MATCHES "GNU|Clang")
     target_compile_options(${target} PRIVATE -Wall -Wextra -Wno-dangling-else)
-    if(HVFX_WERROR)
-      target_compile_options(${target} PRIVATE -Werror)
-    endif()
+  endif()
+  hvfx_common_flags(${target})
+endfunction()
+
+# -Werror and the sanitizers, for every target of the project.
+function(hvfx_common_flags target)
+  if(HVFX_WERROR AND CMAKE_CXX_COMPILER_ID MATCHES "GNU|Clang")
+    target_compile_options(${target} PRIVATE -Werror)
   endif()
   if(HVFX_SANITIZE)
-    target_compile_options(${target} PRIVATE -fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)
+    target_compile_options(${target} PRIVATE -fsanitize=address,undefined -fno-sanitize-recover=all
+                                             -fno-omit-frame-pointer)
     target_link_options(${target} PRIVATE -fsanitize=address,undefined)
   endif()
 endfunction()
