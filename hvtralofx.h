@@ -10,6 +10,7 @@
 #include "api/HVSFX_Param.h"
 #include "api/HVSFX_Engine.h"
 #include "api/HVSFX_Switches.h"
+#include "api/HVSFX_AdaVControl.h"
 #include "api/HVSFX_EQControl.h"
 
 #ifdef __cplusplus
@@ -17,6 +18,7 @@
 #include "fixedpoint/FixedFFT.h"
 #include "eq/CHVAudioEQ_Ts.h"
 #include "loudness/CDynamicRangeControl.h"
+#include "loudness/CAdaptiveVolume_S24.h"
 #include "filters/CFiltFiltFxd.h"
 #include "filters/CFIRFxd.h"
 #include "filters/CDCBlockerMAFxd.h"

@@ -6,6 +6,7 @@
 
 #include "../eq/CHVAudioEQ_Ts.h"
 #include "../fixedpoint/FixedPoint.h"
+#include "../loudness/CAdaptiveVolume_S24.h"
 #include "../loudness/CDynamicRangeControl.h"
 #include "EngineInternal.h"
 
@@ -73,13 +74,19 @@ void FreeLimiter() {
   delete ptr_DRC;
   ptr_DRC = nullptr;
 }
-void FreeLeveller() {}
+void FreeLeveller() {
+  delete ptr_AdaV;
+  ptr_AdaV = nullptr;
+}
 void FreeLfeEqualizer() {
   delete ptr_EQ_LFE;
   ptr_EQ_LFE = nullptr;
 }
 void FreeSoundbar() {}
-void FreeLfeLeveller() {}
+void FreeLfeLeveller() {
+  delete ptr_AdaV_LFE;
+  ptr_AdaV_LFE = nullptr;
+}
 void FreeLfeBuffers() {
   std::free(s_pLFEInBuf);
   std::free(s_pLFEOutBuf);
@@ -122,7 +129,12 @@ void CreateChannelEqualizers(const HVSFX_Param& p) {
   }
   s_eqChannelCount = p.nInChannels;
 }
-void CreateLeveller(const HVSFX_Param& /*p*/) {}           // step 4
+// Step 4: the main leveller, full scale 32768 in its 16-bit domain.
+void CreateLeveller(const HVSFX_Param& p) {
+  FreeLeveller();
+  ptr_AdaV = new CAdaptiveVolume_S24(p.nSampleRate, 32768, p.nAdaVMode, p.nAdaVRelativeVolume, p.nAdaVStationSigMs,
+                                     p.nAdaVBaseFlag);
+}
 // Step 5: the LFE band-pass: no dry path, no shelves, band 0 at nLFEFreq Hz,
 // nLFEGain dB, Q 2.
 void CreateLfeEqualizer(const HVSFX_Param& p) {
@@ -140,7 +152,12 @@ void CreateLfeBuffers(const HVSFX_Param& p) {  // step 6
   s_pLFEOutBuf = static_cast<int*>(std::calloc(static_cast<size_t>(p.nFrameSize), sizeof(int)));
 }
 
-void CreateLfeLeveller(const HVSFX_Param& /*p*/) {}  // step 7
+// Step 7: the LFE leveller, with the record's LFE settings.
+void CreateLfeLeveller(const HVSFX_Param& p) {
+  FreeLfeLeveller();
+  ptr_AdaV_LFE = new CAdaptiveVolume_S24(p.nSampleRate, 32768, p.nLFESVMode, p.nLFESVRelativeVolume,
+                                         p.nLFESVStationSigMs, p.nLFESVBaseFlag);
+}
 void CreateSoundbar(const HVSFX_Param& /*p*/) {}     // step 8
 
 // Frees the working buffers the engine made (whatever record holds them) and
@@ -177,13 +194,32 @@ bool LfeLevellerApplies(const HVSFX_Param& p) {
   return ptr_AdaV_LFE != nullptr && p.bLFESVEnable && s_pLFEInBuf != nullptr && s_pLFEOutBuf != nullptr &&
          IsSixInSixOut(p);
 }
-void RunLfeLevellerStage(HVSFX_Param& /*p*/, bool /*soundbarRan*/) {}
+void RunLfeLevellerStage(HVSFX_Param& p, bool soundbarRan) {
+  if (soundbarRan) CopyOutToIn(p);
+  const int n = p.nFrameSize;
+  std::memcpy(s_pLFEInBuf, Row(p.pInBuf, 3, n), sizeof(int) * static_cast<size_t>(n));
+  ToShortDomain(s_pLFEInBuf, static_cast<size_t>(n));
+  ptr_AdaV_LFE->Process(s_pLFEOutBuf, s_pLFEInBuf, 1, n);
+  FromShortDomain(s_pLFEOutBuf, static_cast<size_t>(n));
+}
 void WriteBackLfe(HVSFX_Param& p) {
   std::memcpy(Row(p.pOutBuf, 3, p.nFrameSize), s_pLFEOutBuf, sizeof(int) * static_cast<size_t>(p.nFrameSize));
 }
 
 // Stage 3: adaptive volume on the main channels.
-bool RunLevellerStage(HVSFX_Param& /*p*/, bool /*soundbarRan*/) { return false; }
+// Six rows are converted whatever the channel count (both working buffers
+// hold six); the leveller reads and writes nInChannels of them.
+bool RunLevellerStage(HVSFX_Param& p, bool soundbarRan) {
+  if (ptr_AdaV == nullptr || !p.bAdaVEnable) return false;
+  if (p.nInChannels != 1 && p.nInChannels != 2 && p.nInChannels != 6) return false;
+  if (soundbarRan) CopyOutToIn(p);
+  const int n = p.nFrameSize;
+  const size_t count = static_cast<size_t>(n) * kWorkingRows;
+  ToShortDomain(p.pInBuf, count);
+  ptr_AdaV->Process(p.pOutBuf, p.pInBuf, p.nInChannels, n);
+  FromShortDomain(p.pOutBuf, count);
+  return true;
+}
 
 // Stage 5: per-channel equalizer.
 bool RunEqualizerStage(HVSFX_Param& p, bool copyFirst) {
