@@ -14,4 +14,12 @@ set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
 
-set(CMAKE_CROSSCOMPILING_EMULATOR qemu-aarch64;-L;/usr/aarch64-linux-gnu)
+# The test programs run against one consistent C library: Debian's multiarch
+# arm64 libc when it is installed (android-liblog-dev:arm64 brings it), else
+# the cross toolchain's. Mixing the two (the cross loader with the multiarch
+# libc found through the host's loader cache) hangs in thread creation.
+if(EXISTS /lib/ld-linux-aarch64.so.1)
+  set(CMAKE_CROSSCOMPILING_EMULATOR qemu-aarch64;-L;/)
+else()
+  set(CMAKE_CROSSCOMPILING_EMULATOR qemu-aarch64;-L;/usr/aarch64-linux-gnu)
+endif()
