@@ -1,6 +1,6 @@
-// The equalizer class and its division kit: coefficients worked out by hand
-// from the design rules, the measured response of sines against the ideal
-// sections, and the per-sample arithmetic against a plain re-statement of it.
+// The equalizer class: coefficients worked out by hand from the design
+// rules, the measured response of sines against the ideal sections, and the
+// per-sample arithmetic against a plain re-statement of it.
 #include <gtest/gtest.h>
 
 #include <array>
@@ -11,7 +11,6 @@
 #include <vector>
 
 #include "eq/CHVAudioEQ_Ts.h"
-#include "eq/EQDivisionInternal.h"
 #include "support/EqAnalytic.h"
 
 using eqtest::Kind;
@@ -23,39 +22,25 @@ namespace {
 // of an equalizer's coefficients and state (inputs are kept below 2^27 so
 // that plain int64 arithmetic cannot overflow).
 void ReferenceProcess(CHVAudioEQ_Ts& e, int* out, const int* in, int stride, int frames) {
-  const int channels = stride > 1 ? 2 : 1;
-  for (int n = 0; n < frames; ++n, in += stride, out += stride) {
-    for (int ch = 0; ch < channels; ++ch) {
+  for (int n = 0; n < frames; ++n, in += stride, out += stride)
+    for (int ch = 0; ch < std::min(stride, 2); ++ch) {
       const int64_t x = in[ch];
-      int& xn1 = ch ? e.x1n1 : e.x0n1;
-      int& xn2 = ch ? e.x1n2 : e.x0n2;
+      int &xn1 = ch ? e.x1n1 : e.x0n1, &xn2 = ch ? e.x1n2 : e.x0n2, none = 0;
       int64_t acc = e.nDryPath == 1 ? x * 4194304 : 0;
-      if (e.bLFEnable) {
-        int& y = ch ? e.lfY1 : e.lfY0;
-        const int64_t u = int64_t{e.lfB0} * x + int64_t{e.lfB1} * xn1 - int64_t{e.lfA1} * y;
-        y = static_cast<int>(u >> 22);
-        acc += u;
-      }
-      for (auto& b : e.band) {
-        if (!b.bEnable) continue;
-        int& y1 = ch ? b.y1n1 : b.y0n1;
-        int& y2 = ch ? b.y1n2 : b.y0n2;
-        const int64_t u = int64_t{b.bpB0} * x + int64_t{b.bpB2} * xn2 - int64_t{b.bpA1} * y1 - int64_t{b.bpA2} * y2;
+      const auto step = [&](bool on, int64_t b0, int64_t b1, int64_t b2, int64_t a1, int64_t a2, int& y1, int& y2) {
+        if (!on) return;
+        const int64_t u = b0 * x + b1 * xn1 + b2 * xn2 - a1 * y1 - a2 * y2;
         y2 = y1;
         y1 = static_cast<int>(u >> 22);
         acc += u;
-      }
-      if (e.bHFEnable) {
-        int& y = ch ? e.hfY1 : e.hfY0;
-        const int64_t u = int64_t{e.hfB0} * x + int64_t{e.hfB1} * xn1 - int64_t{e.hfA1} * y;
-        y = static_cast<int>(u >> 22);
-        acc += u;
-      }
+      };
+      step(e.bLFEnable, e.lfB0, e.lfB1, 0, e.lfA1, 0, ch ? e.lfY1 : e.lfY0, none);
+      for (auto& b : e.band) step(b.bEnable, b.bpB0, 0, b.bpB2, b.bpA1, b.bpA2, ch ? b.y1n1 : b.y0n1, ch ? b.y1n2 : b.y0n2);
+      step(e.bHFEnable, e.hfB0, e.hfB1, 0, e.hfA1, 0, ch ? e.hfY1 : e.hfY0, none);
       out[ch] = static_cast<int>(std::clamp<int64_t>(acc >> 22, -8388608, 8388607));
       xn2 = xn1;
       xn1 = static_cast<int>(x);
     }
-  }
 }
 
 bool SameState(const CHVAudioEQ_Ts& a, const CHVAudioEQ_Ts& b) { return std::memcmp(&a, &b, sizeof a) == 0; }
@@ -64,17 +49,6 @@ std::vector<int> Sine(double f, int fs, double amplitude, int frames) {
   std::vector<int> x(static_cast<size_t>(frames));
   for (int n = 0; n < frames; ++n) x[n] = static_cast<int>(std::lround(amplitude * std::sin(2 * M_PI * f * n / fs)));
   return x;
-}
-
-// Gain in dB of a steady sine through the equalizer (transient skipped).
-double MeasuredGainDb(CHVAudioEQ_Ts& e, double f, int fs) {
-  const int frames = 12000;
-  const double amplitude = 1 << 20;
-  std::vector<int> in = Sine(f, fs, amplitude, frames), out(in.size());
-  e.Reset();
-  e.EQProcess(out.data(), in.data(), 1, frames);
-  const std::vector<double> y(out.begin(), out.end());
-  return 20 * std::log10(eqtest::ToneAmplitude(y, f, fs, 4000) / amplitude);
 }
 
 // An equalizer with exactly the given sections (shelves off unless listed).
@@ -94,42 +68,6 @@ CHVAudioEQ_Ts Build(int fs, const std::vector<Section>& sections, int dryPath = 
 
 }  // namespace
 
-TEST(EqDivisionKit, NormaliseShiftAndDivide) {
-  struct NormCase { int in, shift, out; };
-  for (const NormCase& c : {NormCase{0, -23, 0}, {0x400000, 0, 0x400000}, {1, -22, 0x400000},
-                            {0x3FFFFF, -1, 0x7FFFFE}, {0x7FFFFFFF, 0, 0x7FFFFFFF}, {-1, -22, -4194304},
-                            {-4194304, 0, -4194304}, {-4194303, -1, -8388606}}) {
-    int x = c.in, s = 99;
-    EXPECT_EQ(EQ_Norm24(&s, &x), c.shift) << c.in;
-    EXPECT_EQ(s, c.shift);
-    EXPECT_EQ(x, c.out) << c.in;
-  }
-  struct ShiftCase { int in, shift, out; };  // limited to +-23, floored, saturated
-  for (const ShiftCase& c : {ShiftCase{5, 40, 8388607}, {-8388608, -40, -1}, {-3, -1, -2}, {-3000000, 2, -8388608}}) {
-    int x = c.in;
-    EQ_Shift24z(&x, c.shift);
-    EXPECT_EQ(x, c.out) << c.in << " " << c.shift;
-  }
-  EXPECT_EQ(EQ_Norm24(nullptr), 0);
-  EQ_Shift24z(nullptr, 1);
-
-  EXPECT_EQ(EQ_Div24Get24(12345, 0, 22), 0x7FFFFF);
-  EXPECT_EQ(EQ_Div24Get24(1, 2, 22), 2097152);          // 0.5 in Q22
-  EXPECT_EQ(EQ_Div24Get24(1, 3, 22), 1398101);          // 2^22/3 truncated
-  EXPECT_EQ(EQ_Div24Get24(5, 2, 22), 0x7FFFFF);         // 2.5 does not fit Q22 in 24 bits
-  EXPECT_EQ(EQ_Div24Get24(1, 1, 10, 15, 15), 1 << 20);  // (1/2^10)/(1/2^15) = 32 in Q15
-  // Against double: truncated, at most a few units low (bit 0 of the
-  // normalised numerator is dropped).
-  std::mt19937 rng(7);
-  for (int i = 0; i < 20000; ++i) {
-    const int den = static_cast<int>(rng() % 8388607) + 1;
-    const int num = static_cast<int>(rng() % static_cast<unsigned>(den));
-    const double exact = std::floor(static_cast<double>(num) / den * 4194304.0);
-    const int got = EQ_Div24Get24(num, den, 22);
-    ASSERT_TRUE(got <= exact && got >= exact - 3) << num << "/" << den << " gives " << got;
-  }
-}
-
 // Coefficients from the design rules, by hand. Default low shelf at 48 kHz:
 // idx = (300 << 9)/48000 = 3, s = cos[253] = 154407, co = cos[3] = 8387187;
 // c = -(co - s)*2^22/(s + co) = -4042662; Gm = dB2Gain(-10) - 0x80000 =
@@ -137,10 +75,9 @@ TEST(EqDivisionKit, NormaliseShiftAndDivide) {
 // 10 kHz +6 dB: idx 106, c = -569654, Gm = 521827, k = 2370798.
 TEST(EqDesign, CoefficientsWorkedOutByHand) {
   using A = std::array<int, 5>;
-  const auto shelves = [](const CHVAudioEQ_Ts& e) { return A{e.lfA1, e.lfB0, e.lfB1, e.hfA1, e.hfB0}; };
   const auto band = [](const CHVAudioEQ_Ts::BandSection& b) { return A{b.bpB0, b.bpB1, b.bpB2, b.bpA1, b.bpA2}; };
   CHVAudioEQ_Ts e(48000);
-  EXPECT_EQ(shelves(e), (A{-4042662, -51844, -51844, -569654, 2370798}));
+  EXPECT_EQ((A{e.lfA1, e.lfB0, e.lfB1, e.hfA1, e.hfB0}), (A{-4042662, -51844, -51844, -569654, 2370798}));
   EXPECT_EQ(e.hfB1, -2370798);
   EXPECT_EQ(e.nDryPath + e.bLFEnable + e.bHFEnable, 3);
   for (const auto& b : e.band) EXPECT_EQ(b.bEnable, 0);
@@ -187,68 +124,63 @@ TEST(EqDesign, FrequencyClampsGainLimitAndRefusals) {
   EXPECT_NE(bp(1000, 19), bp(1000, 20));
   EXPECT_EQ(lf(500, 40), lf(500, 20));
   EXPECT_NE(bp(1000, -40), bp(1000, -30));
-
-  // Ignored and refused calls change nothing; a disabled band keeps its
-  // coefficients and state.
+  // Refused settings (out-of-range band, bad q, negative table indices) and
+  // empty or null process calls change nothing and write nothing.
   CHVAudioEQ_Ts e(48000);
-  e.Tst_SetBPFOption(2, true, 700, 4, 1.5f);
-  std::vector<int> x = Sine(700, 48000, 1e6, 64);
-  e.EQProcess(x.data(), x.data(), 1, 64);
   const CHVAudioEQ_Ts before = e;
   for (int b : {10, -1}) e.Tst_SetBPFOption(b, true, 1000, 6, 2.0f);
   for (float q : {std::nanf(""), -1.0f, 5000.0f}) e.Tst_SetBPFOption(2, true, 1000, 6, q);
   e.Tst_SetBPFOption(2, true, -50, 6, 2.0f);  // centre index -1
   e.Tst_SetHFOption(true, -500, 6);           // table index -5
+  std::vector<int> a(8, 5), untouched(8, 77);
+  e.EQProcess(untouched.data(), a.data(), 1, 0);
+  e.EQProcess(untouched.data(), a.data(), 0, 4);
+  e.EQProcess(nullptr, a.data(), 1, 4);
+  e.EQProcess(untouched.data(), nullptr, 1, 4);
+  EXPECT_EQ(untouched, std::vector<int>(8, 77));
   EXPECT_TRUE(SameState(e, before));
-  e.Tst_SetBPFOption(2, false, 1000, 6, 2.0f);
-  CHVAudioEQ_Ts expected = before;
-  expected.band[2].bEnable = 0;
-  EXPECT_TRUE(SameState(e, expected));
 }
 
 // Sines through the fixed-point filter against the ideal sections (with the
-// table-quantised angles) at several frequencies, gains and Qs.
+// table-quantised angles) at several frequencies, gains and Qs; the last
+// setting has no dry path, so the output is the weighted band alone.
 TEST(EqResponse, MatchesTheIdealSections) {
   const std::vector<std::vector<Section>> settings = {
-      {{Kind::kLowShelf, 300, -10}, {Kind::kHighShelf, 10000, 6}},
-      {{Kind::kLowShelf, 150, 12}},
-      {{Kind::kHighShelf, 4000, -8}},
-      {{Kind::kBand, 1000, 6, 2.0}},
-      {{Kind::kBand, 250, 12, 4.0}, {Kind::kBand, 4000, -9, 0.7}},
+      {{Kind::kLowShelf, 300, -10}, {Kind::kBand, 1000, 6, 2.0}, {Kind::kHighShelf, 10000, 6}},
+      {{Kind::kLowShelf, 150, 12}, {Kind::kBand, 250, 12, 4.0}, {Kind::kBand, 4000, -9, 0.7}, {Kind::kHighShelf, 4000, -8}},
       {{Kind::kLowShelf, 200, 4}, {Kind::kBand, 630, -6, 1.0}, {Kind::kBand, 2500, 20, 8.0},
        {Kind::kBand, 6300, 3, 2.0}, {Kind::kHighShelf, 12000, -3}},
-  };
+      {{Kind::kBand, 400, -12, 2.0}}};
   for (int fs : {44100, 48000})
-    for (const auto& sections : settings) {
-      CHVAudioEQ_Ts e = Build(fs, sections);
-      for (double f : {60.0, 180.0, 440.0, 1000.0, 2600.0, 7000.0, 15000.0})
-        EXPECT_NEAR(MeasuredGainDb(e, f, fs), eqtest::ResponseDb(sections, f, fs), 0.02)
-            << "fs " << fs << " f " << f << " first section " << sections[0].freqHz;
+    for (size_t i = 0; i < settings.size(); ++i) {
+      const bool dry = i + 1 < settings.size();
+      CHVAudioEQ_Ts e = Build(fs, settings[i], dry ? 1 : 0);
+      for (double f : {60.0, 180.0, 440.0, 1000.0, 2600.0, 7000.0, 15000.0}) {
+        if (!dry && f < 100) continue;  // -34 dB: the truncation noise is too large a part
+        const double amplitude = 1 << 20;
+        std::vector<int> in = Sine(f, fs, amplitude, 12000), out(in.size());
+        e.Reset();
+        e.EQProcess(out.data(), in.data(), 1, 12000);
+        const double measured = 20 * std::log10(eqtest::ToneAmplitude({out.begin(), out.end()}, f, fs, 4000) / amplitude);
+        EXPECT_NEAR(measured, eqtest::ResponseDb(settings[i], f, fs, dry), 0.02) << "fs " << fs << " f " << f << " setting " << i;
+      }
     }
-  // Without the dry path the output is the weighted band alone (the LFE use).
-  const std::vector<Section> lfe = {{Kind::kBand, 400, -12, 2.0}};
-  CHVAudioEQ_Ts e = Build(48000, lfe, 0);
-  for (double f : {200.0, 400.0, 800.0})
-    EXPECT_NEAR(MeasuredGainDb(e, f, 48000), eqtest::ResponseDb(lfe, f, 48000, false), 0.02) << f;
 }
 
 TEST(EqProcess, DryPathZeroDecibelSectionsAndSaturation) {
-  std::vector<int> in = {0, 1, -1, 8388607, -8388608, 9000000, -9000000, 123456, -7};
-  std::vector<int> out(in.size());
-  const std::vector<int> clipped = {0, 1, -1, 8388607, -8388608, 8388607, -8388608, 123456, -7};
   // Every section off: output = input saturated to 24 bits.
+  std::vector<int> in = {0, 1, -1, 8388607, -8388608, 9000000, -9000000, 123456, -7}, out(in.size());
   CHVAudioEQ_Ts off = Build(48000, {});
   off.EQProcess(out.data(), in.data(), 1, static_cast<int>(in.size()));
-  EXPECT_EQ(out, clipped);
+  EXPECT_EQ(out, (std::vector<int>{0, 1, -1, 8388607, -8388608, 8388607, -8388608, 123456, -7}));
   // Every section on at 0 dB: G - 1 = 0, nothing is added.
   CHVAudioEQ_Ts zero(48000);
   zero.Tst_SetLFOption(true, 300, 0);
   zero.Tst_SetHFOption(true, 9000, 0);
   for (int b = 0; b < CHVAudioEQ_Ts::kBandCount; ++b) zero.Tst_SetBPFOption(b, true, 300 + 900 * b, 0, 1.5f);
-  std::vector<int> noise(4000);
+  std::vector<int> noise(4000), y(noise.size());
   std::mt19937 rng(3);
   for (int& v : noise) v = static_cast<int>(rng() % 16777216) - 8388608;
-  std::vector<int> y(noise.size());
   zero.EQProcess(y.data(), noise.data(), 1, static_cast<int>(noise.size()));
   EXPECT_EQ(y, noise);
   // A +20 dB band driven near full scale clips at exactly the 24-bit limits.
@@ -262,7 +194,7 @@ TEST(EqProcess, DryPathZeroDecibelSectionsAndSaturation) {
 // The packed per-sample loop against the rule written out, for section sets
 // of every size (so that partly filled vector groups occur), strides 1, 2
 // (each channel with its own history) and 3 (the third channel left alone),
-// in place and not, in chunks of random length.
+// in place and not, in chunks of random length against one reference call.
 TEST(EqProcess, BitExactAgainstTheRuleForAnySectionSet) {
   std::mt19937 rng(11);
   const auto pick = [&rng](int lo, int hi) { return lo + static_cast<int>(rng() % static_cast<unsigned>(hi - lo)); };
@@ -280,30 +212,12 @@ TEST(EqProcess, BitExactAgainstTheRuleForAnySectionSet) {
     std::vector<int> expected = in, out = in;
     ReferenceProcess(ref, expected.data(), in.data(), stride, frames);
     const bool inPlace = trial % 2 == 0;
-    for (int pos = 0; pos < frames;) {
-      const int chunk = std::min(frames - pos, pick(1, 300));
+    for (int pos = 0, chunk = 0; pos < frames; pos += chunk) {
+      chunk = std::min(frames - pos, pick(1, 300));
       const size_t at = static_cast<size_t>(pos) * stride;
       e.EQProcess(out.data() + at, (inPlace ? out.data() : in.data()) + at, stride, chunk);
-      pos += chunk;
     }
     ASSERT_EQ(out, expected) << "trial " << trial;
     ASSERT_TRUE(SameState(e, ref)) << "trial " << trial;
   }
-}
-
-TEST(EqProcess, ResetRestartsAndEmptyCallsWriteNothing) {
-  CHVAudioEQ_Ts e = Build(48000, {{Kind::kLowShelf, 200, 6}, {Kind::kBand, 900, 8, 1.0}});
-  const CHVAudioEQ_Ts fresh = e;
-  std::vector<int> a = Sine(300, 48000, 2e6, 2000), first(2000), again(2000);
-  e.EQProcess(first.data(), a.data(), 1, 2000);
-  e.Reset();
-  EXPECT_TRUE(SameState(e, fresh));
-  e.EQProcess(again.data(), a.data(), 1, 2000);
-  EXPECT_EQ(again, first);
-  std::vector<int> untouched(8, 77);
-  e.EQProcess(untouched.data(), a.data(), 1, 0);
-  e.EQProcess(untouched.data(), a.data(), 0, 4);
-  e.EQProcess(nullptr, a.data(), 1, 4);
-  e.EQProcess(untouched.data(), nullptr, 1, 4);
-  EXPECT_EQ(untouched, std::vector<int>(8, 77));
 }

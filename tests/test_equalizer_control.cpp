@@ -7,6 +7,7 @@
 #include <cmath>
 #include <cstring>
 #include <limits>
+#include <vector>
 
 #include "api/EngineInternal.h"
 #include "api/HVSFX_EQControl.h"
@@ -16,12 +17,12 @@
 namespace {
 
 bool Same(const CHVAudioEQ_Ts& a, const CHVAudioEQ_Ts& b) { return std::memcmp(&a, &b, sizeof a) == 0; }
+using V = std::vector<int>;
 
 class EqControl : public ::testing::Test {
  protected:
   void SetUp() override { HVSFX_GetDefaultParam(&p); }
   void TearDown() override { HVSFX_Release(&p); }
-
   void Init(int channels) {
     p.nInChannels = p.nOutChannels = channels;
     ASSERT_EQ(HVSFX_Init(&p), 1);
@@ -31,7 +32,6 @@ class EqControl : public ::testing::Test {
     for (auto& f : nEQFilterResetFlag) f.store(0);
   }
   static int Flag(int c) { return nEQFilterResetFlag[c].load(); }
-
   // A call that must return `expected` and change neither the record, nor
   // any equalizer, nor any reset flag.
   template <typename Call>
@@ -43,7 +43,6 @@ class EqControl : public ::testing::Test {
     EXPECT_TRUE(Same(eq0, *ptr_EQ[0]));
     for (int c = 0; c < 8; ++c) EXPECT_EQ(Flag(c), 0);
   }
-
   HVSFX_Param p{};
 };
 
@@ -53,30 +52,22 @@ TEST_F(EqControl, NullArgumentsAndMissingEngine) {
   bool on = true;
   int g = 0, f = 0;
   float q = 0;
-  EXPECT_EQ(HVSFX_EQ_SetLPFEnable(nullptr, -1, true), 0);
-  EXPECT_EQ(HVSFX_EQ_SetBandGain(nullptr, -1, 0, 1, 1, 1), 0);
-  EXPECT_EQ(HVSFX_EQ_GetHPFEnable(&p, 0, nullptr), 0);
-  EXPECT_EQ(HVSFX_EQ_GetLPFBandGain(&p, 0, &g, nullptr), 0);
-  EXPECT_EQ(HVSFX_EQ_GetBandGain(&p, 0, 0, &g, &f, nullptr), 0);
+  EXPECT_EQ((V{HVSFX_EQ_SetLPFEnable(nullptr, -1, true), HVSFX_EQ_SetBandGain(nullptr, -1, 0, 1, 1, 1),
+               HVSFX_EQ_GetHPFEnable(&p, 0, nullptr), HVSFX_EQ_GetLPFBandGain(&p, 0, &g, nullptr),
+               HVSFX_EQ_GetBandGain(&p, 0, 0, &g, &f, nullptr)}),
+            V(5, 0));
   // Before HVSFX_Init: -2 and nothing stored; the getters read the record
   // (channels 0 ... 5, the band getter within nEQBandNum).
   const HVSFX_Param before = p;
-  EXPECT_EQ(HVSFX_EQ_SetLPFEnable(&p, -1, true), -2);
-  EXPECT_EQ(HVSFX_EQ_SetHPFEnable(&p, 0, true), -2);
-  EXPECT_EQ(HVSFX_EQ_SetLPFBandGain(&p, -1, 5, 500), -2);
-  EXPECT_EQ(HVSFX_EQ_SetHPFBandGain(&p, 0, 5, 500), -2);
-  EXPECT_EQ(HVSFX_EQ_SetBandGain(&p, -1, 0, 5, 500, 1.0f), -2);
-  EXPECT_EQ(HVSFX_EQ_ResetBandFreq(&p, -1, -1), -2);
+  EXPECT_EQ((V{HVSFX_EQ_SetLPFEnable(&p, -1, true), HVSFX_EQ_SetHPFEnable(&p, 0, true), HVSFX_EQ_SetLPFBandGain(&p, -1, 5, 500),
+               HVSFX_EQ_SetHPFBandGain(&p, 0, 5, 500), HVSFX_EQ_SetBandGain(&p, -1, 0, 5, 500, 1.0f), HVSFX_EQ_ResetBandFreq(&p, -1, -1)}),
+            V(6, -2));
   EXPECT_EQ(std::memcmp(&before, &p, sizeof p), 0);
-  EXPECT_EQ(HVSFX_EQ_GetLPFEnable(&p, 42, &on), 1);  // the channel is ignored
-  EXPECT_FALSE(on);
-  EXPECT_EQ(HVSFX_EQ_GetHPFBandGain(&p, 0, &g, &f), 1);
-  EXPECT_EQ(f, 10000);
+  EXPECT_EQ((V{HVSFX_EQ_GetLPFEnable(&p, 42, &on), on, HVSFX_EQ_GetHPFBandGain(&p, 0, &g, &f), f}), (V{1, 0, 1, 10000}));  // channel ignored
   EXPECT_EQ(HVSFX_EQ_GetBandGain(&p, 0, 0, &g, &f, &q), 1);
   EXPECT_EQ(q, 2.0f);
-  EXPECT_EQ(HVSFX_EQ_GetBandGain(&p, 6, 0, &g, &f, &q), 0);
-  EXPECT_EQ(HVSFX_EQ_GetBandGain(&p, 0, 8, &g, &f, &q), 0);
-  EXPECT_EQ(HVSFX_EQ_GetLPFBandGain(&p, -1, &g, &f), 0);
+  EXPECT_EQ((V{HVSFX_EQ_GetBandGain(&p, 6, 0, &g, &f, &q), HVSFX_EQ_GetBandGain(&p, 0, 8, &g, &f, &q), HVSFX_EQ_GetLPFBandGain(&p, -1, &g, &f)}),
+            V(3, 0));
 }
 
 TEST_F(EqControl, ShelfSwitchesAndSettings) {
@@ -91,28 +82,23 @@ TEST_F(EqControl, ShelfSwitchesAndSettings) {
   CHVAudioEQ_Ts expected(48000);
   expected.Tst_SetLFOption(true, 500, 4);
   EXPECT_TRUE(Same(*ptr_EQ[1], expected));
-  EXPECT_EQ(ptr_EQ[0]->bLFEnable, 0);
-  EXPECT_EQ(Flag(0) + Flag(1), 0);
+  EXPECT_EQ((V{ptr_EQ[0]->bLFEnable, Flag(0), Flag(1)}), V(3, 0));
   bool on = false;
   EXPECT_EQ(HVSFX_EQ_GetLPFEnable(&p, 0, &on), 1);
   EXPECT_TRUE(on);
   // Gain for every channel; frequency 0 keeps each channel's own.
   EXPECT_EQ(HVSFX_EQ_SetLPFBandGain(&p, -1, -7, 0), 1);
-  int g = 0, f = 0;
-  EXPECT_EQ(HVSFX_EQ_GetLPFBandGain(&p, 0, &g, &f), 1);
-  EXPECT_EQ(std::pair(g, f), std::pair(-7, 160));
-  EXPECT_EQ(HVSFX_EQ_GetLPFBandGain(&p, 1, &g, &f), 1);
-  EXPECT_EQ(std::pair(g, f), std::pair(-7, 500));
+  int g[2] = {}, f[2] = {};
+  EXPECT_EQ((V{HVSFX_EQ_GetLPFBandGain(&p, 0, &g[0], &f[0]), HVSFX_EQ_GetLPFBandGain(&p, 1, &g[1], &f[1])}), (V{1, 1}));
+  EXPECT_EQ((V{g[0], f[0], g[1], f[1]}), (V{-7, 160, -7, 500}));
   expected.Tst_SetLFOption(true, 500, -7);
   EXPECT_TRUE(Same(*ptr_EQ[1], expected));
-  EXPECT_EQ(Flag(0) + Flag(1), 2);
+  EXPECT_EQ((V{Flag(0), Flag(1)}), (V{1, 1}));
   // The stored high-shelf switch is off: the setting is stored and the shelf
   // of that channel switched off.
   EXPECT_EQ(HVSFX_EQ_SetHPFBandGain(&p, 0, 3, 8000), 1);
-  EXPECT_EQ(HVSFX_EQ_GetHPFBandGain(&p, 0, &g, &f), 1);
-  EXPECT_EQ(std::pair(g, f), std::pair(3, 8000));
-  EXPECT_EQ(ptr_EQ[0]->bHFEnable, 0);
-  EXPECT_EQ(ptr_EQ[1]->bHFEnable, 1);
+  EXPECT_EQ(HVSFX_EQ_GetHPFBandGain(&p, 0, &g[0], &f[0]), 1);
+  EXPECT_EQ((V{g[0], f[0], ptr_EQ[0]->bHFEnable, ptr_EQ[1]->bHFEnable}), (V{3, 8000, 0, 1}));
 }
 
 TEST_F(EqControl, BandSettingsAndRefusals) {
@@ -121,9 +107,8 @@ TEST_F(EqControl, BandSettingsAndRefusals) {
   CHVAudioEQ_Ts expected(48000);
   expected.Tst_SetBPFOption(2, true, 700, 5, 1.5f);
   for (int c = 0; c < 2; ++c) {
-    EXPECT_EQ(p.nEQBandGain[c][2] + p.nEQBandFreq[c][2], 705);
+    EXPECT_EQ((V{p.nEQBandGain[c][2], p.nEQBandFreq[c][2], Flag(c)}), (V{5, 700, 1}));
     EXPECT_EQ(p.fEQBandQ[c][2], 1.5f);
-    EXPECT_EQ(Flag(c), 1);
     EXPECT_TRUE(Same(*ptr_EQ[c], expected));
   }
   // A Q that is zero, NaN, infinite or negative and a frequency <= 0 keep
@@ -135,9 +120,7 @@ TEST_F(EqControl, BandSettingsAndRefusals) {
   float q = 0;
   EXPECT_EQ(HVSFX_EQ_GetBandGain(&p, 1, 2, &g, &f, &q), 1);
   EXPECT_EQ(std::tuple(g, f, q), std::tuple(0, 700, 3.0f));
-  EXPECT_EQ(ptr_EQ[1]->band[2].bEnable, 0);
-  EXPECT_EQ(ptr_EQ[0]->band[2].bEnable, 1);
-
+  EXPECT_EQ((V{ptr_EQ[1]->band[2].bEnable, ptr_EQ[0]->band[2].bEnable}), (V{0, 1}));
   // Refused: bands beyond nEQBandNum (counted as 8 above 8, as 0 below 0),
   // channels other than -1 and the engine's own.
   ClearFlags();
@@ -171,16 +154,12 @@ TEST_F(EqControl, BandResetPassesTheBandAsTheShelfChannel) {
   // kept, reset requested by the shelf step only).
   EXPECT_EQ(HVSFX_EQ_ResetBandFreq(&p, 0, 1), 1);
   EXPECT_EQ(std::tuple(p.nEQBandFreq[0][1], p.fEQBandQ[0][1], p.nEQBandGain[0][1]), std::tuple(400, 2.0f, 4));
-  EXPECT_EQ(ptr_EQ[0]->band[1].bEnable, 0);
-  EXPECT_EQ(ptr_EQ[1]->band[1].bEnable, 1);
-  EXPECT_EQ(p.nEQBandFreq[1][1] + p.nEQBandFreq[0][2], 222 + 333);
-  EXPECT_EQ(std::tuple(p.nLPFGain[1], p.nHPFGain[1], p.nLPFFreq[1], p.nLPFGain[0]), std::tuple(0, 0, 300, 4));
-  EXPECT_EQ(std::pair(Flag(0), Flag(1)), std::pair(0, 1));
+  EXPECT_EQ((V{ptr_EQ[0]->band[1].bEnable, ptr_EQ[1]->band[1].bEnable, p.nEQBandFreq[1][1], p.nEQBandFreq[0][2]}), (V{0, 1, 222, 333}));
+  EXPECT_EQ((V{p.nLPFGain[1], p.nHPFGain[1], p.nLPFFreq[1], p.nLPFGain[0], Flag(0), Flag(1)}), (V{0, 0, 300, 4, 0, 1}));
   // A band beyond nEQBandNum: the shelf step still runs, then 0.
   p.nEQBandNum = 4;
   EXPECT_EQ(HVSFX_EQ_ResetBandFreq(&p, 2, 5), 0);
-  EXPECT_EQ(p.nLPFGain[5], 0);
-  EXPECT_EQ(p.nEQBandFreq[2][5], 666);
+  EXPECT_EQ((V{p.nLPFGain[5], p.nEQBandFreq[2][5]}), (V{0, 666}));
   // Everything: all bands of all channels, every channel's shelves.
   p.nEQBandNum = 8;
   EXPECT_EQ(HVSFX_EQ_ResetBandFreq(&p, -1, -1), 1);
@@ -188,9 +167,8 @@ TEST_F(EqControl, BandResetPassesTheBandAsTheShelfChannel) {
   for (int c = 0; c < 6; ++c) {
     EXPECT_EQ(p.nLPFGain[c] + p.nHPFGain[c], 0);
     for (int b = 0; b < 8; ++b) {
-      EXPECT_EQ(std::tuple(p.nEQBandFreq[c][b], p.fEQBandQ[c][b], p.nEQBandGain[c][b]),
-                std::tuple(defaults[b], 2.0f, 3 + b));
-      EXPECT_EQ(ptr_EQ[c]->band[b].bEnable, 0);
+      EXPECT_EQ(std::tuple(p.nEQBandFreq[c][b], p.fEQBandQ[c][b], p.nEQBandGain[c][b], ptr_EQ[c]->band[b].bEnable),
+                std::tuple(defaults[b], 2.0f, 3 + b, 0));
     }
   }
 }
