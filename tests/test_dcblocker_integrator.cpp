@@ -1,7 +1,7 @@
 // DC blocker against direct windowed sums (including the 32-bit wrap of the
 // 16-bit variant), its settling, impulse and latency, the separate state of
-// the two widths and their shared position; integrator trajectories, gains
-// per sample rate, growth without leak and 64-bit wrap.
+// the two widths and their shared position; integrator trajectory, gains per
+// sample rate, growth without leak and 64-bit wrap.
 #include <gtest/gtest.h>
 
 #include <climits>
@@ -96,7 +96,7 @@ TEST(DCBlocker, MatchesWindowedSumsInEveryVariant) {
   }
 }
 
-TEST(DCBlocker, ConstantSettlesToZeroAfterTwoWindows) {
+TEST(DCBlocker, ConstantSettlesImpulseReturnsAfterTheLatency) {
   for (int level : {1000, -1000}) {
     CDCBlockerMAFxd dc;
     dc.Init(10, 10);
@@ -107,25 +107,24 @@ TEST(DCBlocker, ConstantSettlesToZeroAfterTwoWindows) {
     EXPECT_NE(out[253], 0);
     for (int t = 254; t < 600; ++t) ASSERT_EQ(out[t], 0) << t;
   }
-}
-
-TEST(DCBlocker, ImpulseReturnsAfterLatencyMinusTriangularMean) {
   CDCBlockerMAFxd dc;
+  std::vector<short> buf(64, 123);
+  dc.Filter(buf.data(), buf.data(), 64);  // never initialised: untouched
+  EXPECT_EQ(buf, std::vector<short>(64, 123));
   EXPECT_EQ(dc.Init(-5, 40), 127);
   EXPECT_EQ(dc.Init(INT_MIN, INT_MAX), 127);
   dc.Init(10, 10);
   std::vector<int> in(400, 0);
   in[0] = 1000;
   const std::vector<int64_t> out = RunDc(dc, Variant::kMixed, in, {50});
-  EXPECT_EQ(out[0], -62);                     // -floor(8000 / 128)
-  EXPECT_EQ(out[127], 1024000 - 8000);        // x * 2^10 minus the peak of the triangle
-  EXPECT_EQ(out[254], -62);                   // last sample of the triangle
+  EXPECT_EQ(out[0], -62);               // -floor(8000 / 128)
+  EXPECT_EQ(out[127], 1024000 - 8000);  // x * 2^10 minus the peak of the triangle
+  EXPECT_EQ(out[254], -62);             // last sample of the triangle
   for (int t = 255; t < 400; ++t) ASSERT_EQ(out[t], 0) << t;
 }
 
 TEST(DCBlocker, WidthsKeepSeparateStateButShareThePosition) {
   const std::vector<int> a = Noise(1024, -32768, 32767, 4), b = Noise(1024, -32768, 32767, 5);
-  const std::vector<int64_t> expectA = DcReference(a, 10, 10, 32, 16), expectB = DcReference(b, 10, 10, 64, 32);
   CDCBlockerMAFxd dc;
   dc.Init(10, 10);
   std::vector<int64_t> gotA, gotB;
@@ -136,8 +135,8 @@ TEST(DCBlocker, WidthsKeepSeparateStateButShareThePosition) {
     for (int64_t v : RunDc(dc, Variant::k16, pa, {128})) gotA.push_back(v);
     for (int64_t v : RunDc(dc, Variant::kMixed, pb, {256})) gotB.push_back(v);
   }
-  EXPECT_EQ(gotA, expectA);
-  EXPECT_EQ(gotB, expectB);
+  EXPECT_EQ(gotA, DcReference(a, 10, 10, 32, 16));
+  EXPECT_EQ(gotB, DcReference(b, 10, 10, 64, 32));
 
   // An impulse on the wide state, then 30 samples on the 16-bit state: the
   // wide ring position moved on by 30, so the impulse is read back 30
@@ -150,23 +149,6 @@ TEST(DCBlocker, WidthsKeepSeparateStateButShareThePosition) {
   for (int64_t v : RunDc(dc, Variant::k32, {impulse.begin() + 1, impulse.end()})) wide.push_back(v);
   EXPECT_EQ(wide[97], 1024000 - 98 * 8000 / 128);
   EXPECT_LT(wide[127], 0);
-}
-
-TEST(DCBlocker, LifecycleAndRefusals) {
-  CDCBlockerMAFxd dc;
-  std::vector<short> buf(64, 123);
-  dc.Filter(buf.data(), buf.data(), 64);  // never initialised: untouched
-  EXPECT_EQ(buf, std::vector<short>(64, 123));
-  dc.Init(10, 10);
-  const std::vector<int> in = Noise(500, -32768, 32767, 6);
-  const std::vector<int64_t> fresh = RunDc(dc, Variant::kMixed, in);
-  dc.Filter(buf.data(), static_cast<int*>(nullptr), 64);
-  dc.Filter(buf.data(), buf.data(), 0);
-  dc.Reset();
-  EXPECT_EQ(RunDc(dc, Variant::kMixed, in), fresh);
-  RunDc(dc, Variant::kMixed, Noise(77, -32768, 32767, 7));
-  dc.Init(10, 10);  // re-Init restarts as well
-  EXPECT_EQ(RunDc(dc, Variant::kMixed, in), fresh);
 }
 
 // ---- Integrator ----------------------------------------------------------
@@ -189,22 +171,12 @@ TEST(Integrator, ImpulseTrajectoryAndGainPerRate) {
   // inShift 0 and outShiftAdjust 31 make the output shift 0: out = y * gain.
   for (auto [rate, gain] : {std::pair{48000, 16777}, {44100, 18261}}) {
     CNGOIntegratorFxd it;
-    it.Clear();
     it.Init(rate, 0, 31);
     const std::vector<int64_t> out = RunIntegrator<int>(it, impulse, 3);
     for (size_t t = 0; t < out.size(); ++t) ASSERT_EQ(out[t], (t < 4 ? y[t] : 21845) * gain) << t;
     it.Init(32000, 0, 31);  // unsupported rate keeps the gain
     EXPECT_EQ(RunIntegrator<int>(it, impulse, 50), out);
-    it.Reset();
-    // 16-bit output keeps the low 16 bits of the same products.
-    const std::vector<int64_t> narrow = RunIntegrator<short>(it, impulse, 7);
-    for (size_t t = 0; t < out.size(); ++t) ASSERT_EQ(narrow[t], WrapBits(out[t], 16)) << t;
   }
-  CNGOIntegratorFxd it;
-  it.Init(48000, 0, 31);
-  it.Clear();             // drops the gain, so an unsupported rate leaves it 0
-  it.Init(32000, 0, 31);  // and every output is 0
-  EXPECT_EQ(RunIntegrator<int>(it, impulse, 50), std::vector<int64_t>(50, 0));
 }
 
 TEST(Integrator, MatchesTheRecursionModulo2To64) {
@@ -216,8 +188,7 @@ TEST(Integrator, MatchesTheRecursionModulo2To64) {
   for (auto [inShift, adjust, lo, hi] : {std::tuple{10, 2, -32768, 32767}, {40, 60, INT_MIN, INT_MAX}}) {
     const std::vector<int> in = Noise(3000, lo, hi, 8);
     CNGOIntegratorFxd a, b;
-    a.Init(48000, static_cast<short>(inShift), static_cast<short>(adjust));
-    b.Init(48000, static_cast<short>(inShift), static_cast<short>(adjust));
+    for (auto* it : {&a, &b}) it->Init(48000, static_cast<short>(inShift), static_cast<short>(adjust));
     const std::vector<int64_t> out32 = RunIntegrator<int>(a, in, 511), out16 = RunIntegrator<short>(b, in, 64);
     int64_t x[4] = {}, y = 0;
     for (size_t t = 0; t < in.size(); ++t) {
