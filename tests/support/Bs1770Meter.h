@@ -24,13 +24,12 @@ class Bs1770Meter {
       if (++blockFill_ == kBlock) {
         blocks_.push_back(blockSum_ / kBlock);
         if (blocks_.size() > 30) blocks_.pop_front();
-        blockSum_ = 0.0;
-        blockFill_ = 0;
+        blockSum_ = 0.0, blockFill_ = 0;
       }
     }
   }
-  double Momentary() const { return Loudness(4); }
-  double ShortTerm() const { return Loudness(30); }
+  double Momentary() const { return Loudness(4); }  // 400 ms
+  double ShortTerm() const { return Loudness(30); }  // 3 s
 
  private:
   static constexpr int kBlock = 4800;  // 100 ms at 48 kHz
@@ -38,12 +37,11 @@ class Bs1770Meter {
     // Direct form II transposed, two stages.
     double s1a = 0, s1b = 0, s2a = 0, s2b = 0;
     double Weigh(double x) {
-      const double b0 = 1.53512485958697, b1 = -2.69169618940638, b2 = 1.19839281085285;
-      const double a1 = -1.69065929318241, a2 = 0.73248077421585;
+      const double b0 = 1.53512485958697, b1 = -2.69169618940638, b2 = 1.19839281085285, a1 = -1.69065929318241,
+                   a2 = 0.73248077421585, c1 = -1.99004745483398, c2 = 0.99007225036621;
       const double y1 = b0 * x + s1a;
       s1a = b1 * x - a1 * y1 + s1b;
       s1b = b2 * x - a2 * y1;
-      const double c1 = -1.99004745483398, c2 = 0.99007225036621;
       const double y2 = y1 + s2a;
       s2a = -2.0 * y1 - c1 * y2 + s2b;
       s2b = y1 - c2 * y2;
