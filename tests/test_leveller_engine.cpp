@@ -1,6 +1,6 @@
 // The leveller in the engine: the control functions with their rate
-// conversion, stage 3 on a stereo programme, channel counts it leaves alone,
-// and the limiter after it.
+// conversion, stage 3 on stereo and 5.1 programmes with the LFE leveller on
+// row 3, channel counts it leaves alone, and the limiter after it.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -22,21 +22,23 @@ constexpr int kBlock = 512;
 
 using LevellerEngine = EngineTestBase;
 
-// Interleaves two planar rows as 16-bit samples.
+// Interleaves planar rows as 16-bit samples.
 std::vector<short> Interleave(const std::vector<std::vector<int>>& rows) {
-  std::vector<short> s(2 * rows[0].size());
-  for (size_t i = 0; i < s.size(); ++i) s[i] = static_cast<short>(rows[i % 2][i / 2]);
+  const size_t channels = rows.size();
+  std::vector<short> s(channels * rows[0].size());
+  for (size_t i = 0; i < s.size(); ++i) s[i] = static_cast<short>(rows[i % channels][i / channels]);
   return s;
 }
 
-// A standalone leveller run over two rows in engine-sized blocks.
+// A standalone leveller run over the rows in engine-sized blocks.
 std::vector<std::vector<int>> Reference(CAdaptiveVolume_S24& av, const std::vector<std::vector<int>>& rows) {
-  std::vector<std::vector<int>> out(2, std::vector<int>(rows[0].size()));
-  std::vector<int> in(2 * kBlock), res(2 * kBlock);
+  const size_t channels = rows.size();
+  std::vector<std::vector<int>> out(channels, std::vector<int>(rows[0].size()));
+  std::vector<int> in(channels * kBlock), res(channels * kBlock);
   for (size_t b = 0; b + kBlock <= rows[0].size(); b += kBlock) {
-    for (size_t c = 0; c < 2; ++c) std::copy_n(rows[c].begin() + b, kBlock, in.begin() + c * kBlock);
-    av.Process(res.data(), in.data(), 2, kBlock);
-    for (size_t c = 0; c < 2; ++c) std::copy_n(res.begin() + c * kBlock, kBlock, out[c].begin() + b);
+    for (size_t c = 0; c < channels; ++c) std::copy_n(rows[c].begin() + b, kBlock, in.begin() + c * kBlock);
+    av.Process(res.data(), in.data(), static_cast<int>(channels), kBlock);
+    for (size_t c = 0; c < channels; ++c) std::copy_n(res.begin() + c * kBlock, kBlock, out[c].begin() + b);
   }
   return out;
 }
@@ -114,6 +116,37 @@ TEST_F(LevellerEngine, OnlyTheLevellerOnAStereoProgrammeComesOutLevelledWithItsD
     outPower += static_cast<double>(s[2 * t]) * s[2 * t];
   }
   EXPECT_GT(10 * std::log10(outPower / inPower), 10.0);
+}
+
+TEST_F(LevellerEngine, SixChannelsWithTheLfeLevellerOnRowThree) {
+  // 5.1: the main leveller folds all six rows; with the LFE leveller on, row 3
+  // comes from it instead (with its own settings), the others from the main one.
+  const size_t frames = 24 * kBlock;
+  std::vector<std::vector<int>> rows;
+  for (int c = 0; c < 6; ++c) rows.push_back(leveller_test::SpeechLikeBursts(frames, 48000, -30 - 3 * c, 30 + c));
+  for (bool lfeOn : {false, true}) {
+    SCOPED_TRACE(lfeOn);
+    HVSFX_Release(&param);
+    s_sampleCount = 0;
+    HVSFX_GetDefaultParam(&param);
+    param.nInChannels = param.nOutChannels = 6;
+    param.bAdaVEnable = true;
+    param.bDRCEnable = false;
+    param.bLFESVEnable = lfeOn;
+    param.nLFESVRelativeVolume = 20;
+    ASSERT_EQ(HVSFX_Init(&param), 1);
+    std::vector<short> six = Interleave(rows);
+    for (size_t pos = 0; pos < frames; pos += 333)
+      ASSERT_EQ(HVSFX_Process(&param, six.data() + 6 * pos, static_cast<int>(std::min<size_t>(333, frames - pos))), 1);
+    CAdaptiveVolume_S24 mainRef(48000, 32768, 1, 75, 6000, 0), lfeRef(48000, 32768, 1, 20, 6000, 0);
+    const auto mainOut = Reference(mainRef, rows);
+    const auto lfeOut = Reference(lfeRef, {rows[3]});
+    for (size_t t = kBlock; t < frames; ++t)
+      for (size_t c = 0; c < 6; ++c) {
+        const int v = c == 3 && lfeOn ? lfeOut[0][t - kBlock] : mainOut[c][t - kBlock];
+        ASSERT_EQ(six[6 * t + c], std::clamp(v, -32768, 32767)) << t << " " << c;
+      }
+  }
 }
 
 TEST_F(LevellerEngine, OtherChannelCountsAreNotLevelled) {
