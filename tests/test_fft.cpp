@@ -145,6 +145,24 @@ TEST(FftCalls, RefusedWithoutTouchingAnything) {
   EXPECT_EQ(exponent, 16);  // S = 80, doubled 16 times
 }
 
+TEST(RealFft, HandComputedSpectraPinPackingAndRounding) {
+  // x = (5, -1, 3, 2) * 2^19: X0 = 9, X1 = 2 + 3i, X2 = 7, packed as
+  // Re X0, Re X1, Re X2, -Im X1; beside an impulse in the two-channel form.
+  Words x = {5 << 19, -1 << 19, 3 << 19, 2 << 19}, right = {1 << 19, 0, 0, 0};
+  short exponent = 77;
+  RealFFT_2ch_Fix(x.data(), right.data(), 4, exponent);
+  EXPECT_EQ(exponent, 0);
+  EXPECT_EQ(x, (Words{9 << 19, 2 << 19, 7 << 19, -3 << 19}));
+  EXPECT_EQ(right, (Words{1 << 19, 1 << 19, 1 << 19, 0}));
+  // A = 6000001 at t = 1 of 8: X[k] = A exp(-i pi k/4), rotated by the table's
+  // cos 0 = 8388607 and cos(pi/4) = 5931642: A * 5931642 / 2^23 = 4242641.68
+  // rounds half up to 4242642 (a truncating rotation gives 4242641).
+  x = {0, 6000001, 0, 0, 0, 0, 0, 0};
+  RealFFT_Fix(x.data(), 8, exponent);
+  EXPECT_EQ(exponent, 0);
+  EXPECT_EQ(x, (Words{6000000, 4242642, 0, -4242642, -6000000, 4242642, 6000000, 4242642}));
+}
+
 TEST(RealFft, ZeroInputImpulsesAndDoubleDftForEveryLength) {
   // The inverse shifts by log2(n) + exponent - s only when that is at least
   // 1; below, the output stays scaled by 2^total. An impulse has a flat
