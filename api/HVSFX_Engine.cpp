@@ -47,7 +47,7 @@ constexpr int kWorkingRows = HVSFX_MAX_CHANNELS;
 int* Row(int* buffer, int row, int frames) { return buffer + static_cast<size_t>(row) * static_cast<size_t>(frames); }
 
 // Copies the previous stage's output into the input buffer (N x nOutChannels).
-[[maybe_unused]] void CopyOutToIn(const HVSFX_Param& p) {
+void CopyOutToIn(const HVSFX_Param& p) {
   std::memcpy(p.pInBuf, p.pOutBuf, sizeof(int) * static_cast<size_t>(p.nFrameSize) * static_cast<size_t>(p.nOutChannels));
 }
 
@@ -56,12 +56,12 @@ int* Row(int* buffer, int row, int frames) { return buffer + static_cast<size_t>
 int RoundToShortDomain(int v) { return static_cast<int>(RoundAsr64(v, 8)); }
 
 // v = (v + 128) asr 8 over `count` working samples: into the 16-bit domain.
-[[maybe_unused]] void ToShortDomain(int* v, size_t count) {
+void ToShortDomain(int* v, size_t count) {
   for (size_t i = 0; i < count; ++i) v[i] = RoundToShortDomain(v[i]);
 }
 
 // v = v << 8 over `count` samples: back to working samples.
-[[maybe_unused]] void FromShortDomain(int* v, size_t count) {
+void FromShortDomain(int* v, size_t count) {
   for (size_t i = 0; i < count; ++i) v[i] = ShlWrap32(v[i], 8);
 }
 
