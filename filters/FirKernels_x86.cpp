@@ -20,6 +20,16 @@
 // Overflow: products exact, 32-bit lanes bounded as above, 64-bit lanes sum
 // modulo 2^64; shift and narrowing as in the portable code.
 //
+// 16-bit samples skip the planes where the taps allow it: (v)pmaddwd on the
+// raw samples wraps modulo 2^32, like the 32-bit adds after it, so a lane's
+// sum is exact as long as its true value fits 32 bits. Its bounds follow
+// from the taps alone (a product t * x lies in [-32768 t, 32767 t] for t > 0
+// and in [32767 t, -32768 t] for t < 0), so the steps are split, once per
+// call, into runs whose lane sums all fit; each run ends with one widening.
+// A step that fits no run (a lane of two -32768 taps) leaves the filter to
+// the planes. This path reads each sample once per step instead of twice and
+// so does without the symmetric shortcut, whose sums would need 17 bits.
+//
 // The planes of up to kChunk outputs (plus the taps' reach) are cut at a time
 // into a stack buffer of about 10 KB; each pass over the taps serves a group
 // of neighbouring outputs, which share every load of taps. Chunks and groups
@@ -119,6 +129,7 @@ using V = Vec::V;
 constexpr int W = Vec::kLanes16;  // taps per step
 constexpr int kChunk = 256;
 constexpr int kGroupSymmetric2 = 3;
+constexpr int kGroupRaw16 = 8;
 constexpr int kMaxTaps = 512;
 constexpr int kPlaneLength = kChunk + kMaxTaps - 1;
 
@@ -221,6 +232,10 @@ struct StepTaps {
   int middle;       // N/2: the middle tap's index
   int32_t middleTap;  // hr[N/2] for an odd symmetric filter, else 0
   int32_t maxTap;     // largest tap magnitude (at least 1)
+  // Raw 16-bit samples: the runs of steps whose lane sums fit 32 bits, each
+  // ending at step runEnd[r].
+  int runCount;
+  int runEnd[kMaxTaps / W + 1];
 };
 
 void PrepareTaps(const int16_t* hr, int tapCount, StepTaps& prepared) {
@@ -236,6 +251,46 @@ void PrepareTaps(const int16_t* hr, int tapCount, StepTaps& prepared) {
   std::fill(prepared.taps + reach, prepared.taps + prepared.steps * W, int16_t{0});
   prepared.middle = tapCount / 2;
   prepared.middleTap = prepared.symmetric && tapCount % 2 == 1 ? hr[tapCount / 2] : 0;
+}
+
+// Prepares all the taps for raw 16-bit samples and splits their steps into
+// runs; false where a single step does not fit 32-bit lanes.
+bool PrepareRawTaps16(const int16_t* hr, int tapCount, StepTaps& prepared) {
+  constexpr int kPairs = Vec::kLanes32;
+  prepared.symmetric = false;
+  prepared.maxTap = 1;
+  prepared.steps = (tapCount + W - 1) / W;
+  std::copy(hr, hr + tapCount, prepared.taps);
+  std::fill(prepared.taps + tapCount, prepared.taps + prepared.steps * W, int16_t{0});
+  prepared.middle = tapCount / 2;
+  prepared.middleTap = 0;
+  prepared.runCount = 0;
+  int64_t high[kPairs] = {}, low[kPairs] = {};  // bounds of the run so far
+  for (int step = 0; step < prepared.steps; ++step) {
+    int64_t stepHigh[kPairs], stepLow[kPairs];
+    bool fits = true;
+    for (int lane = 0; lane < kPairs; ++lane) {
+      stepHigh[lane] = stepLow[lane] = 0;
+      for (int i = 0; i < 2; ++i) {
+        const int64_t t = prepared.taps[step * W + 2 * lane + i];
+        stepHigh[lane] += t > 0 ? 32767 * t : -32768 * t;
+        stepLow[lane] += t > 0 ? -32768 * t : 32767 * t;
+      }
+      if (stepHigh[lane] > INT32_MAX || stepLow[lane] < INT32_MIN) return false;
+      fits = fits && high[lane] + stepHigh[lane] <= INT32_MAX && low[lane] + stepLow[lane] >= INT32_MIN;
+    }
+    if (!fits) {
+      prepared.runEnd[prepared.runCount++] = step;
+      std::fill(high, high + kPairs, int64_t{0});
+      std::fill(low, low + kPairs, int64_t{0});
+    }
+    for (int lane = 0; lane < kPairs; ++lane) {
+      high[lane] += stepHigh[lane];
+      low[lane] += stepLow[lane];
+    }
+  }
+  prepared.runEnd[prepared.runCount++] = prepared.steps;
+  return true;
 }
 
 // Reverses the planes for a symmetric filter, and clears the step's width
@@ -292,6 +347,43 @@ inline void Group(const StepTaps& f, int tapCount, const Planes& planes, int ste
   for (int d = 0; d < G; ++d) out[d] = FinishTaps<Sample>(sum[d], shift);
 }
 
+// Outputs 0 ... G-1 of the windows starting at offset `at` of the raw
+// 16-bit samples copied to `cut`, run by run; stores after all reads.
+template <int G>
+inline void GroupRaw16(const StepTaps& f, const int16_t* cut, int at, int shift, int16_t* out) {
+  const int16_t* samples = cut + at;
+  V wide[G];
+  for (int d = 0; d < G; ++d) wide[d] = Vec::Zero();
+  for (int r = 0, begin = 0; r < f.runCount; begin = f.runEnd[r++]) {
+    V acc[G];
+    for (int d = 0; d < G; ++d) acc[d] = Vec::Zero();
+    for (int i = begin * W; i < f.runEnd[r] * W; i += W) {
+      const V taps = Vec::Load(f.taps + i);
+      for (int d = 0; d < G; ++d) acc[d] = Vec::Add32(acc[d], Vec::MulPairs16(taps, Vec::Load(samples + d + i)));
+    }
+    for (int d = 0; d < G; ++d) wide[d] = Vec::Add64(wide[d], Vec::Widen32(acc[d]));
+  }
+  int64_t sum[G];
+  for (int d = 0; d < G; ++d) sum[d] = Vec::Sum64(wide[d]);
+  for (int d = 0; d < G; ++d) out[d] = FinishTaps<int16_t>(sum[d], shift);
+}
+
+// 16-bit samples as they are, chunk by chunk (copied first, for running in
+// place and for the zeros past the cut).
+void RunRaw16(const StepTaps& prepared, int tapCount, const int16_t* x, int count, int shift, int16_t* out) {
+  int16_t cut[kPlaneLength + W];
+  for (int end = count; end > 0;) {
+    const int chunk = std::min(kChunk, end);
+    const int base = end - chunk;
+    const int length = chunk + tapCount - 1;
+    std::copy(x + base, x + base + length, cut);
+    std::fill(cut + length, cut + length + W, int16_t{0});
+    ForEachGroupDescending<kGroupRaw16>(
+        chunk, [&](int m, auto g) { GroupRaw16<g.value>(prepared, cut, m, shift, out + base + m); });
+    end = base;
+  }
+}
+
 template <class Sample>
 void RunPlanes(const int16_t* hr, int tapCount, const Sample* x, int count, int shift, Sample* out) {
   if (count < 1 || tapCount < 1) return;
@@ -303,6 +395,12 @@ void RunPlanes(const int16_t* hr, int tapCount, const Sample* x, int count, int 
     return;
   }
   StepTaps prepared;
+  if constexpr (sizeof(Sample) == sizeof(int16_t)) {
+    if (PrepareRawTaps16(hr, tapCount, prepared)) {
+      RunRaw16(prepared, tapCount, x, count, shift, out);
+      return;
+    }
+  }
   PrepareTaps(hr, tapCount, prepared);
   const bool symmetric = prepared.symmetric;
   Planes planes;

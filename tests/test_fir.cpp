@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <limits>
 #include <random>
+#include <utility>
 #include <vector>
 
 #include "filters/CFIRFxd.h"
@@ -165,5 +166,33 @@ TEST(FirKernels, VectorEqualsPortableBitForBit) {
     check(fir::RunTaps32Portable, vector32, x24);
     check(fir::RunTaps16Portable, vector16, x16);
     if (HasFatalFailure()) return;
+  }
+}
+
+// 16-bit samples run through (v)pmaddwd as they are where the taps keep
+// every 32-bit lane in range, widening whenever the next step could leave
+// it. Taps one past that bound in a lane (both taps of a pair counted, over
+// several steps, negative or positive, at two lane positions), against
+// samples of -32768 that reach it; a shift of 20 shows a 2^32 error.
+TEST(FirKernels, Raw16LanesWidenAtTheirBound) {
+  const fir::RunTaps16Fn vector16 = fir::VectorRunTaps16();
+  if (vector16 == nullptr) GTEST_SKIP() << "built without vector kernels";
+  const std::vector<std::vector<std::pair<int, short>>> cases = {
+      {{0, -32768}, {16, -32768}},             // 65536 * 32768 = 2^31
+      {{0, 32767}, {16, 32767}, {32, 3}},      // -32768 * 65537 < -2^31
+      {{0, -32768}, {1, -32767}, {16, -1}},    // the pair's second tap
+      {{0, -16384}, {16, -16384}, {32, -16384}, {48, -16384}, {64, -16384},
+       {80, -16384}, {96, -16384}, {112, -16384}, {128, -16384}}};  // many runs
+  for (const auto& taps : cases) {
+    for (int lane : {0, 14}) {
+      const int nTaps = taps.back().first + lane + 1, count = 37;
+      std::vector<short> hr(nTaps, 0);
+      for (const auto& [at, tap] : taps) hr[at + lane] = tap;
+      const std::vector<short> x(count + nTaps - 1, short{-32768});
+      std::vector<short> p(count), v(count);
+      fir::RunTaps16Portable(hr.data(), nTaps, x.data(), count, 20, p.data());
+      vector16(hr.data(), nTaps, x.data(), count, 20, v.data());
+      EXPECT_EQ(p, v) << nTaps << " taps, lane offset " << lane;
+    }
   }
 }
