@@ -11,7 +11,7 @@
 #include <stdbool.h>
 #endif
 
-#include "Export.h"
+#include "../fixedpoint/Export.h"
 
 #ifdef __cplusplus
 extern "C" {

@@ -19,7 +19,7 @@
 // same time on one instance (the engine's control functions ensure this).
 #pragma once
 
-#include "../api/Export.h"
+#include "../fixedpoint/Export.h"
 
 class HVFX_API CHVAudioEQ_Ts {
  public:

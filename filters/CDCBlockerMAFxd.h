@@ -17,7 +17,7 @@
 
 #include <cstdint>
 
-#include "../api/Export.h"
+#include "../fixedpoint/Export.h"
 
 class HVFX_API CDCBlockerMAFxd {
  public:

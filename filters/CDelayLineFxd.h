@@ -16,7 +16,7 @@
 
 #include <cstdint>
 
-#include "../api/Export.h"
+#include "../fixedpoint/Export.h"
 
 class HVFX_API CDelayLineFxd {
  public:

@@ -3,7 +3,7 @@
 // soundbar's side-signal high-pass filters (257 symmetric taps) run on it.
 #pragma once
 
-#include "../api/Export.h"
+#include "../fixedpoint/Export.h"
 
 class HVFX_API CFIRFxd {
  public:

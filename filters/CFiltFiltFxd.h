@@ -15,7 +15,7 @@
 //   gainQ  nsos + 1 exponents per channel
 #pragma once
 
-#include "../api/Export.h"
+#include "../fixedpoint/Export.h"
 
 class HVFX_API CFiltFiltFxd {
  public:

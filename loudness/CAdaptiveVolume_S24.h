@@ -92,7 +92,7 @@
 
 #include <cstdint>
 
-#include "../api/Export.h"
+#include "../fixedpoint/Export.h"
 
 class HVFX_API CAdaptiveVolume_S24 {
  public:

@@ -25,7 +25,7 @@
 #include <cstdint>
 #include <memory>
 
-#include "../api/Export.h"
+#include "../fixedpoint/Export.h"
 
 class HVFX_API CDynamicRangeControl {
  public:
