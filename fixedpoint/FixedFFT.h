@@ -31,7 +31,7 @@
 // refused; the value is informational only.
 #pragma once
 
-#include "../api/Export.h"
+#include "Export.h"
 
 // In-place radix-2 complex transform of (re, im) with kernel
 // exp(+2*pi*i*k*t/n), unnormalised, butterflies rounded to nearest (Q23
