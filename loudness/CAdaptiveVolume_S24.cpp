@@ -274,8 +274,8 @@ void CAdaptiveVolume_S24::Process(int* out, int* in, int channels, int samples) 
 }
 
 void CAdaptiveVolume_S24::Framing(const int* in, int channels, int samples, int offset) {
-  if (in == nullptr) return;
   const int n = frameLength_;
+  if (in == nullptr || offset < 0 || samples < n || offset > samples - n) return;
   const size_t stride = static_cast<size_t>(samples);
   const int* base = in + offset;
   if (channels == 1) {
@@ -684,7 +684,7 @@ int CAdaptiveVolume_S24::GetMean_CB(const int* a, int s, int e, int len) {
 }
 
 int CAdaptiveVolume_S24::Extract_K(const int* a, int e, int h, int len) {
-  if (a == nullptr || h < 1 || len < 1 || e < 0 || e >= len) return 0;
+  if (a == nullptr || h < 1 || h > kMaxSlopeHalfWidth || len < 1 || e < 0 || e >= len) return 0;
   int64_t num = 0, den = 0;
   for (int k = -h; k <= h; ++k) {
     num += MulWrap32(k, a[WrapIndex(int64_t{e} + k, len)]);

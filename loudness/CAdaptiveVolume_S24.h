@@ -157,10 +157,13 @@ class HVFX_API CAdaptiveVolume_S24 {
 
   // ---- Steps, public so that the analysis can be driven and inspected.
 
-  // Builds the analysis frame from frame `offset` of the planar rows:
-  // mono times 16; stereo through AdaptiveMixLtRt; six channels fold to
+  // Builds the analysis frame from the N samples that start at sample
+  // `offset` of each planar row (rows of `samples` samples): mono times 16;
+  // stereo through AdaptiveMixLtRt; six channels fold to
   // left = ch0 + ch2 + ch3 + ch4, right = ch1 + ch2 + ch3 + ch5 (32-bit sums)
-  // and mix. Any other count (or a null in) leaves the frame as it was.
+  // and mix. Any other count, a null in, or an offset outside
+  // 0 ... samples - N (the frame would run past the row) leaves the frame as
+  // it was.
   void Framing(const int* in, int channels, int samples, int offset);
 
   // x[i] = (w * L[i] + (1 - w) * R[i]) * 16 with the adaptive weight w (Q23)
@@ -192,8 +195,11 @@ class HVFX_API CAdaptiveVolume_S24 {
 
   // Twice the least-squares slope over the 2h + 1 entries centred at e
   // (wrapping): (2 * sum k * a[e + k]) / (sum k^2), k = -h ... h, 32-bit
-  // products summed in 64 bits, truncating. 0 for h < 1, len < 1 or e out of
-  // range.
+  // products summed in 64 bits, truncating. 0 for h < 1, h above
+  // kMaxSlopeHalfWidth, len < 1 or e out of range. The bound lies far above
+  // the class's own use (h = framesPer20ms, at most 4) and keeps every sum
+  // and the loop counter well inside their types.
+  static constexpr int kMaxSlopeHalfWidth = 1 << 10;
   static int Extract_K(const int* a, int e, int h, int len);
 
   // Low-energy ratio of a ring: mean = (sum of the len entries) / len;

@@ -1,10 +1,12 @@
 // The adaptive volume leveller as a class: the listed setter values, the
-// analysis input, the look-ahead delay, and the per-frame decision steps one
+// analysis input, the look-ahead delay, the refusals of the slope and the
+// framing at their bounds, and the per-frame decision steps one
 // at a time on states set up by hand (the event counter, the span limit,
 // the shortfall marker and the main gain path).
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <climits>
 #include <cmath>
 #include <memory>
 #include <vector>
@@ -179,6 +181,35 @@ TEST(LevellerProcess, OutputIsTheInputThreeFramesLateTimesTheFramesGain) {
     gainMoved |= gains[t / 256] != 262144;
   }
   EXPECT_TRUE(gainMoved);
+}
+
+TEST(LevellerEdges, SlopeAndFramingRefuseWhatWouldOverflowOrReadPastTheInput) {
+  // Slope: the widest window admitted gives the exact figure (twice the
+  // ramp's slope of 1); wider ones are refused, among them those whose sum
+  // of k^2 (above about 2.4 million) or loop counter (INT_MAX) overflowed.
+  const int h = CAdaptiveVolume_S24::kMaxSlopeHalfWidth;
+  std::vector<int> ramp(2 * static_cast<size_t>(h) + 1);
+  for (size_t i = 0; i < ramp.size(); ++i) ramp[i] = static_cast<int>(i) - h;
+  const int len = static_cast<int>(ramp.size());
+  EXPECT_EQ(CAdaptiveVolume_S24::Extract_K(ramp.data(), h, h, len), 2);
+  EXPECT_EQ(CAdaptiveVolume_S24::Extract_K(ramp.data(), h, h + 1, len), 0);
+  EXPECT_EQ(CAdaptiveVolume_S24::Extract_K(ramp.data(), h, 2500000, len), 0);
+  EXPECT_EQ(CAdaptiveVolume_S24::Extract_K(ramp.data(), h, INT_MAX, len), 0);
+
+  // Framing takes a sample offset; a frame that would run past the row
+  // leaves the analysis frame as it was.
+  auto av = Make();
+  std::vector<int> row(300);
+  for (int i = 0; i < 300; ++i) row[i] = i + 1;
+  av->Framing(row.data(), 1, 300, 44);  // the last whole frame of the row
+  EXPECT_EQ(av->GetAnalysisFrame()[0], 45 * 16);
+  EXPECT_EQ(av->GetAnalysisFrame()[255], 300 * 16);
+  for (int offset : {45, 300, -1, INT_MAX}) {
+    av->Framing(row.data(), 1, 300, offset);
+    EXPECT_EQ(av->GetAnalysisFrame()[0], 45 * 16) << offset;
+  }
+  av->Framing(row.data(), 1, 200, 0);  // a row shorter than a frame
+  EXPECT_EQ(av->GetAnalysisFrame()[0], 45 * 16);
 }
 
 // ---- Single steps --------------------------------------------------------------------------------
