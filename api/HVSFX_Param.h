@@ -71,16 +71,16 @@ typedef struct HVSFX_Param {
   int nLFESVVolDownRate;
 } HVSFX_Param;
 
+/* The load-time defaults: DRC on, every other effect off, 48 kHz stereo in
+ * blocks of 512 frames, buffer pointers null. Constant from load time on. */
+HVFX_API extern const HVSFX_Param HVSFX_Param_Default;
+
 /* Copies the default record (buffer pointers null) into param.
  * Returns 1, or 0 for a null pointer. */
 HVFX_API int HVSFX_GetDefaultParam(void* param);
 
 #ifdef __cplusplus
 }  /* extern "C" */
-
-/* The load-time defaults: DRC on, every other effect off, 48 kHz stereo in
- * blocks of 512 frames. */
-extern const HVSFX_Param HVSFX_Param_Default;
 #endif
 
 #endif

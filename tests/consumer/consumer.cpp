@@ -2,11 +2,13 @@
 #include <hvtralofx/hvtralofx.h>
 
 #include <cstdio>
+#include <cstring>
 #include <vector>
 
 int main() {
   HVSFX_Param param;
   if (HVSFX_GetDefaultParam(&param) != 1) return 1;
+  if (std::memcmp(&param, &HVSFX_Param_Default, sizeof param) != 0) return 5;
   param.nSampleRate = 44100;
   param.nFrameSize = 256;
   if (HVSFX_Init(&param) != 1) return 2;
