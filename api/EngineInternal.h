@@ -3,6 +3,7 @@
 #pragma once
 
 #include <atomic>
+#include <cstdint>
 
 #include "HVSFX_Param.h"
 
@@ -41,8 +42,11 @@ extern std::atomic<int> s_doRelease;
 extern int s_doubleBufferFlag;
 
 // The geometry the working buffers and module arrays were created with.
+// paramId identifies the record HVSFX_Init was handed, for comparison only:
+// the engine never reads or writes a record through it, since the host may
+// have freed that record since.
 struct EngineLayout {
-  const HVSFX_Param* param = nullptr;
+  std::uintptr_t paramId = 0;
   int frames = 0;
   int inChannels = 0;
   int outChannels = 0;
@@ -56,8 +60,18 @@ extern int s_eqChannelCount;
 
 // Runs the chain on one full block in the working buffers.
 int ProcessModule(HVSFX_Param* param);
-// Frees every module and buffer and marks the engine not initialised.
+// Frees every module and buffer and marks the engine not initialised. The
+// record handed in has its buffer pointers cleared if it holds the freed
+// buffers; no other record is touched.
 int RelaseAll(HVSFX_Param* param);
+
+// Frames a call can gather before the current block is full: the smaller of
+// the frames left in the call and the room left in the block. Never
+// overflows, whatever the counts (gathered is 0 ... blockFrames - 1).
+constexpr int FramesToGather(int gathered, int remaining, int blockFrames) {
+  const int room = blockFrames - gathered;
+  return remaining < room ? remaining : room;
+}
 
 // Exclusive access among control operations that create, replace, free or
 // call into module instances (HVSFX_Init, the release, setters that reach a
@@ -66,14 +80,21 @@ int RelaseAll(HVSFX_Param* param);
 // only re-initialisation and release make it skip a block.
 class EngineControlGuard {
  public:
-  EngineControlGuard();
+  // current: the record handed to the call that takes the guard, or null. A
+  // release carried out when the guard is let go clears this record's buffer
+  // pointers if it holds the freed buffers.
+  explicit EngineControlGuard(HVSFX_Param* current = nullptr);
   // Lets go, then carries out a release that became due meanwhile.
   ~EngineControlGuard();
   EngineControlGuard(const EngineControlGuard&) = delete;
   EngineControlGuard& operator=(const EngineControlGuard&) = delete;
   // Takes the guard if it is free, without waiting.
   static bool TryAcquire();
+
+ private:
+  HVSFX_Param* current_;
 };
 
-// Carries out a requested release once no block is running (see the engine).
-void SettlePendingRelease(bool wait);
+// Carries out a requested release once no block is running (see the engine);
+// current as for EngineControlGuard.
+void SettlePendingRelease(bool wait, HVSFX_Param* current);

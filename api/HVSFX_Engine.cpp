@@ -160,23 +160,24 @@ void CreateLfeLeveller(const HVSFX_Param& p) {
 }
 void CreateSoundbar(const HVSFX_Param& /*p*/) {}     // step 8
 
-// Frees the working buffers the engine made (whatever record holds them) and
-// clears the record's pointers to them.
-void FreeWorkingBuffers() {
+// Frees the working buffers the engine made and clears the pointers to them
+// in `current`, the record handed to the present call (if any, and if it
+// holds them). The record the engine was initialised with is not touched:
+// the host may have freed it.
+void FreeWorkingBuffers(HVSFX_Param* current) {
+  if (current != nullptr) {
+    if (current->pInBuf == s_layout.inBuf) current->pInBuf = nullptr;
+    if (current->pOutBuf == s_layout.outBuf) current->pOutBuf = nullptr;
+  }
   std::free(s_layout.inBuf);
   std::free(s_layout.outBuf);
-  HVSFX_Param* owner = const_cast<HVSFX_Param*>(s_layout.param);
-  if (owner != nullptr) {
-    if (owner->pInBuf == s_layout.inBuf) owner->pInBuf = nullptr;
-    if (owner->pOutBuf == s_layout.outBuf) owner->pOutBuf = nullptr;
-  }
   s_layout = EngineLayout{};
 }
 
 // Step 9. Only buffers the engine allocated are freed: pointers a host left in
 // a record are not the engine's to free.
 void CreateWorkingBuffers(HVSFX_Param& p) {
-  FreeWorkingBuffers();
+  FreeWorkingBuffers(&p);
   const size_t count = static_cast<size_t>(p.nFrameSize) * kWorkingRows;
   p.pInBuf = static_cast<int*>(std::calloc(count, sizeof(int)));
   p.pOutBuf = static_cast<int*>(std::calloc(count, sizeof(int)));
@@ -209,9 +210,11 @@ void WriteBackLfe(HVSFX_Param& p) {
 // Stage 3: adaptive volume on the main channels.
 // Six rows are converted whatever the channel count (both working buffers
 // hold six); the leveller reads and writes nInChannels of them.
+bool LevellerRuns(const HVSFX_Param& p) {
+  return ptr_AdaV != nullptr && p.bAdaVEnable && (p.nInChannels == 1 || p.nInChannels == 2 || p.nInChannels == 6);
+}
 bool RunLevellerStage(HVSFX_Param& p, bool soundbarRan) {
-  if (ptr_AdaV == nullptr || !p.bAdaVEnable) return false;
-  if (p.nInChannels != 1 && p.nInChannels != 2 && p.nInChannels != 6) return false;
+  if (!LevellerRuns(p)) return false;
   if (soundbarRan) CopyOutToIn(p);
   const int n = p.nFrameSize;
   const size_t count = static_cast<size_t>(n) * kWorkingRows;
@@ -236,8 +239,9 @@ bool RunEqualizerStage(HVSFX_Param& p, bool copyFirst) {
 }
 
 // Stage 6: dynamic range control, in place on pOutBuf.
+bool LimiterRuns(const HVSFX_Param& p) { return ptr_DRC != nullptr && p.bDRCEnable; }
 void RunLimiterStage(HVSFX_Param& p, bool anyStageRan) {
-  if (ptr_DRC == nullptr || !p.bDRCEnable) return;
+  if (!LimiterRuns(p)) return;
   const int n = p.nFrameSize;
   if (!anyStageRan)
     std::memcpy(p.pOutBuf, p.pInBuf, sizeof(int) * static_cast<size_t>(n) * static_cast<size_t>(p.nOutChannels));
@@ -266,14 +270,37 @@ void GatherAndEmit(const HVSFX_Param& p, short* samples, int pos, int k) {
       samples[static_cast<size_t>(f) * channels + c] = Sat16(RoundToShortDomain(Row(p.pOutBuf, c, n)[pos + f]));
 }
 
+// RelaseAll's work; current as for FreeWorkingBuffers (may be null).
+void ReleaseModulesAndBuffers(HVSFX_Param* current) {
+  s_initialized.store(0);
+  s_doRelease.store(0);
+  s_processRunning.store(0);
+  FreeModules();
+  FreeWorkingBuffers(current);
+}
+
 bool AnyChainSwitchOn(const HVSFX_Param& p) {
   // The limiter switch is deliberately not part of this test: with only the
   // limiter on, nothing is processed.
   return p.bSurroundEnable || p.bEQEnable || p.bDynamicBassEnable || p.bAdaVEnable || p.bSoundbarEnable;
 }
 
+std::uintptr_t RecordId(const HVSFX_Param* param) { return reinterpret_cast<std::uintptr_t>(param); }
+
+// Delay of the main channels through HVSFX_Process, in frames, for the
+// switches in force now (see HVSFX_GetLatency).
+int LatencyFrames(const HVSFX_Param& p) {
+  if (!AnyChainSwitchOn(p)) return 0;  // samples pass through untouched
+  const int n = p.nFrameSize;
+  int frames = n;  // gathering: the output lags the input by one block
+  // >>> Soundbar: its band and filter delays are added here while its stage runs.
+  if (LevellerRuns(p)) frames += ptr_AdaV->GetLookAhead() * ptr_AdaV->GetFrameLength();
+  if (LimiterRuns(p)) frames += n;  // one block of look-ahead
+  return frames;
+}
+
 bool MatchesLayout(const HVSFX_Param* param, const HVSFX_Param& p) {
-  return param == s_layout.param && p.pInBuf == s_layout.inBuf && p.pOutBuf == s_layout.outBuf &&
+  return RecordId(param) == s_layout.paramId && p.pInBuf == s_layout.inBuf && p.pOutBuf == s_layout.outBuf &&
          p.nFrameSize == s_layout.frames && p.nInChannels == s_layout.inChannels &&
          p.nOutChannels == s_layout.outChannels;
 }
@@ -292,7 +319,7 @@ void AcquireControl() {
 // holds the guard while no block runs performs it: the control thread that
 // asked, the audio thread at the end of its block, or the holder of the guard
 // when it lets go. The audio thread never waits (wait = false).
-void SettlePendingRelease(bool wait) {
+void SettlePendingRelease(bool wait, HVSFX_Param* current) {
   while (s_doRelease.load() != 0) {
     if (wait) {
       AcquireControl();
@@ -301,10 +328,7 @@ void SettlePendingRelease(bool wait) {
     }
     s_reconfiguring.store(1);
     const bool idle = s_processRunning.load() == 0;
-    if (idle && s_doRelease.exchange(0) != 0) {
-      HVSFX_Param* owner = const_cast<HVSFX_Param*>(s_layout.param);
-      if (owner != nullptr) RelaseAll(owner);
-    }
+    if (idle && s_doRelease.exchange(0) != 0) ReleaseModulesAndBuffers(current);
     s_reconfiguring.store(0);
     s_controlBusy.store(0);
     if (!idle && s_processRunning.load() != 0) return;  // the running block settles it at its end
@@ -316,10 +340,10 @@ namespace {
 
 // ---- Control guard ---------------------------------------------------------------
 
-EngineControlGuard::EngineControlGuard() { AcquireControl(); }
+EngineControlGuard::EngineControlGuard(HVSFX_Param* current) : current_(current) { AcquireControl(); }
 EngineControlGuard::~EngineControlGuard() {
   s_controlBusy.store(0);
-  SettlePendingRelease(false);
+  SettlePendingRelease(false, current_);
 }
 bool EngineControlGuard::TryAcquire() {
   int expected = 0;
@@ -336,7 +360,7 @@ extern "C" int HVSFX_Init(HVSFX_Param* param) {
       p.nSampleRate <= 0)
     return 0;
 
-  EngineControlGuard guard;
+  EngineControlGuard guard(param);
   // A block in flight finishes first; new blocks are skipped until we are done.
   s_reconfiguring.store(1);
   while (s_processRunning.load() != 0) std::this_thread::yield();
@@ -350,7 +374,7 @@ extern "C" int HVSFX_Init(HVSFX_Param* param) {
   CreateSoundbar(p);
   CreateWorkingBuffers(p);
 
-  s_layout.param = &p;
+  s_layout.paramId = RecordId(param);
   s_layout.frames = p.nFrameSize;
   s_layout.inChannels = p.nInChannels;
   s_layout.outChannels = p.nOutChannels;
@@ -378,32 +402,29 @@ extern "C" int HVSFX_Process(HVSFX_Param* param, short* samples, int frames) {
   if (s_reconfiguring.load() != 0 || s_doRelease.load() != 0 || s_initialized.load() == 0 ||
       !MatchesLayout(param, p)) {
     s_processRunning.store(0);
-    SettlePendingRelease(false);
+    SettlePendingRelease(false, param);
     return 0;
   }
 
   const int n = p.nFrameSize;
   if (s_sampleCount < 0 || s_sampleCount >= n) s_sampleCount = 0;  // block shortened by a re-initialisation
 
-  if (frames != 0) {
+  if (frames > 0) {
+    // Gather up to the end of the block, run the chain when it is full, and
+    // go on with the rest of the call; no count is ever added to another, so
+    // any frame count is safe.
     int rem = frames;
     short* cursor = samples;
-    bool blockEnded = false;
-    while (s_sampleCount + rem >= n) {
-      const int k = n - s_sampleCount;
+    while (rem > 0) {
+      const int k = FramesToGather(s_sampleCount, rem, n);
       GatherAndEmit(p, cursor, s_sampleCount, k);
       cursor += static_cast<size_t>(k) * static_cast<size_t>(p.nInChannels);
       rem -= k;
-      s_sampleCount = 0;
-      ProcessModule(&p);
-      if (rem == 0) {
-        blockEnded = true;
-        break;
+      s_sampleCount += k;
+      if (s_sampleCount == n) {
+        s_sampleCount = 0;
+        ProcessModule(&p);
       }
-    }
-    if (!blockEnded && rem > 0) {
-      GatherAndEmit(p, cursor, s_sampleCount, rem);
-      s_sampleCount += rem;
     }
     // The surround switch's whole effect: rows 0 and 1 of the output buffer,
     // from the current position on, shifted left. Positions past the six
@@ -421,7 +442,7 @@ extern "C" int HVSFX_Process(HVSFX_Param* param, short* samples, int frames) {
   }
 
   s_processRunning.store(0);
-  SettlePendingRelease(false);
+  SettlePendingRelease(false, param);
   return 1;
 }
 
@@ -430,7 +451,15 @@ extern "C" int HVSFX_Release(HVSFX_Param* param) {
   // Released now when no block is running; otherwise by the running
   // HVSFX_Process call when it returns.
   s_doRelease.store(1);
-  SettlePendingRelease(true);
+  SettlePendingRelease(true, param);
+  return 1;
+}
+
+extern "C" int HVSFX_GetLatency(const HVSFX_Param* param, int* frames) {
+  if (param == nullptr || frames == nullptr) return 0;
+  EngineControlGuard guard;  // the modules stay while they are asked
+  if (s_initialized.load() == 0 || !MatchesLayout(param, *param)) return 0;
+  *frames = LatencyFrames(*param);
   return 1;
 }
 
@@ -451,10 +480,6 @@ int ProcessModule(HVSFX_Param* param) {
 
 int RelaseAll(HVSFX_Param* param) {
   if (param == nullptr) return 0;
-  s_initialized.store(0);
-  s_doRelease.store(0);
-  s_processRunning.store(0);
-  FreeModules();
-  FreeWorkingBuffers();
+  ReleaseModulesAndBuffers(param);
   return 1;
 }

@@ -6,7 +6,17 @@
  * record carries the settings and the working buffers. Threading: one audio
  * thread calls HVSFX_Process; control threads call HVSFX_Init, HVSFX_Release
  * and the setters. A release requested while a block is being processed
- * takes effect when that HVSFX_Process call returns. */
+ * takes effect when that HVSFX_Process call returns.
+ *
+ * Records: every call works on the record it is handed and on no other. The
+ * engine remembers which record HVSFX_Init was handed only to compare it
+ * with later ones; it never reads or writes a record through that memory.
+ * The record must therefore live from HVSFX_Init for as long as the host
+ * passes it to HVSFX_Process or a setter, until the HVSFX_Release that ends
+ * its use has returned. HVSFX_Release (and HVSFX_Init, HVSFX_Process or a
+ * setter that carries out a pending release) clears pInBuf and pOutBuf of
+ * the record it was handed when that record holds the buffers it frees;
+ * another record keeps stale pointers, which the engine never follows. */
 #ifndef HVTRALOFX_API_HVSFX_ENGINE_H
 #define HVTRALOFX_API_HVSFX_ENGINE_H
 
@@ -43,6 +53,30 @@ HVFX_API int HVSFX_Process(HVSFX_Param* param, short* samples, int frames);
 /* Frees every module and buffer now, or at the end of the HVSFX_Process call
  * that is running. Returns 1, or 0 for a null record. */
 HVFX_API int HVSFX_Release(HVSFX_Param* param);
+
+/* Latency: the delay, in frames, between a sample entering HVSFX_Process and
+ * the same sample leaving it, for the switches in force now, written to
+ * *frames:
+ *   0 when no switch that keeps the chain running is on (the samples pass
+ *     through untouched); otherwise
+ *   nFrameSize (the block the engine gathers), plus
+ *   nFrameSize while the limiter runs (bDRCEnable: one block of look-ahead),
+ *   plus the leveller's look-ahead while it runs (bAdaVEnable with 1, 2 or
+ *     6 channels): three analysis frames, 3 x 256 = 768 frames at 32 kHz and
+ *     above, 3 x 128 at 16 and 22.05 kHz, 3 x 64 at 8 and 11.025 kHz.
+ * The leveller delays exactly that much only when nFrameSize is a multiple of
+ * its analysis frame (otherwise it leaves the end of each block unprocessed).
+ * The figure holds for the main channels: every channel, except in 6-in /
+ * 6-out layouts the LFE channel 3, whose own leveller (bLFESVEnable) sets
+ * its delay whether or not the main leveller runs. With surround or dynamic
+ * bass as the only switches and the limiter off no stage processes a block
+ * and the input never reaches the output; the figure is then the block lag.
+ * The soundbar stage, while it runs, adds its delay on the channels it
+ * virtualizes; the channels it passes through lag differently.
+ * Returns 1, or 0 (nothing written) for a null argument, an engine that is
+ * not initialised, or a record other than the one it was initialised with.
+ * Call it from a control thread. */
+HVFX_API int HVSFX_GetLatency(const HVSFX_Param* param, int* frames);
 
 #ifdef __cplusplus
 }

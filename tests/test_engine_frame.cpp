@@ -1,10 +1,12 @@
-// The engine frame: record defaults, refusals at the engine's edge, the
+// The engine frame: record defaults, refusals at the engine's edge (records
+// other than the current call's, huge frame counts), the
 // gathering of interleaved input into planar blocks, the one-block lag of the
 // emitted output with its rounding and saturation, the surround shift, and
 // the release deferred to the end of a running HVSFX_Process.
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <climits>
 #include <atomic>
 #include <iterator>
 #include <cstring>
@@ -301,4 +303,38 @@ TEST_F(EngineFrame, ProcessAfterADeferredReleaseIsRefused) {
   EXPECT_EQ(samples, original);
   EXPECT_EQ(s_initialized.load(), 0);
   EXPECT_EQ(param.pInBuf, nullptr);
+}
+
+TEST_F(EngineFrame, TouchesOnlyTheRecordOfTheCurrentCall) {
+  // A record the engine was initialised with, then left behind: another
+  // record's Init and Release must neither write it nor, once it is freed,
+  // read it (the sanitizer build catches the read).
+  auto* first = new HVSFX_Param;
+  HVSFX_GetDefaultParam(first);
+  first->bSurroundEnable = true;
+  ASSERT_EQ(HVSFX_Init(first), 1);
+  HVSFX_Param snapshot;
+  std::memcpy(&snapshot, first, sizeof snapshot);
+  Init(16, 2);
+  EXPECT_EQ(HVSFX_Release(&param), 1);
+  EXPECT_EQ(std::memcmp(&snapshot, first, sizeof snapshot), 0);
+  EXPECT_EQ(param.pInBuf, nullptr);
+
+  ASSERT_EQ(HVSFX_Init(first), 1);
+  delete first;
+  HVSFX_GetDefaultParam(&param);
+  Init(16, 2);
+  std::vector<short> samples(64, 3);
+  param.bSurroundEnable = true;
+  EXPECT_EQ(HVSFX_Process(&param, samples.data(), 32), 1);
+  EXPECT_EQ(HVSFX_Release(&param), 1);
+}
+
+TEST(EngineFrameCount, AFrameCountNearIntMaxSplitsWithoutOverflow) {
+  // No test can hand the engine INT_MAX frames of audio; the split each
+  // step of the call takes is checked with such counts instead.
+  EXPECT_EQ(FramesToGather(511, INT_MAX, 512), 1);
+  EXPECT_EQ(FramesToGather(0, INT_MAX, HVSFX_MAX_FRAME_SIZE), HVSFX_MAX_FRAME_SIZE);
+  EXPECT_EQ(FramesToGather(HVSFX_MAX_FRAME_SIZE - 1, INT_MAX - 1, HVSFX_MAX_FRAME_SIZE), 1);
+  EXPECT_EQ(FramesToGather(100, 7, 512), 7);
 }
