@@ -6,6 +6,10 @@
 #ifndef HVTRALOFX_HVTRALOFX_H
 #define HVTRALOFX_HVTRALOFX_H
 
+/* Front interface (HVTralo_*): one effect with a master switch over the
+ * library's own record. */
+#include "api/HVTralo_Front.h"
+
 /* Engine interface (HVSFX_*), over a record of the host's own. */
 #include "api/HVSFX_Param.h"
 #include "api/HVSFX_Engine.h"

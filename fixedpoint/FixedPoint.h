@@ -153,6 +153,11 @@ constexpr int32_t MulRoundAsr32(int32_t a, int32_t b, int s) {
   return Wrap32(RoundAsr64(Mul32x32(a, b), s));
 }
 
+// A 16-bit sample times a Q15 gain, rounded half up: (s * g + 2^14) asr 15.
+// With 0 <= g <= 32767 the result lies within the 16-bit range, so the low
+// 16 bits are the whole result.
+constexpr int16_t MulRoundQ15To16(int16_t s, int16_t gainQ15) { return Wrap16(MulRoundAsr32(s, gainQ15, 15)); }
+
 // ---- Saturation ---------------------------------------------------------------
 
 constexpr int32_t Sat24(int64_t v) {

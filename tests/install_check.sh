@@ -37,8 +37,14 @@ cmake --build "$work/cmake-consumer" > /dev/null
 so=$(readlink -f "$libdir/libhvtralofx.so")
 soname=$(objdump -p "$so" | awk '/SONAME/ {print $2}')
 [ "$soname" = "libhvtralofx.so.5" ] || { echo "unexpected SONAME '$soname'"; exit 1; }
+pc_version=$(PKG_CONFIG_PATH=$libdir/pkgconfig pkg-config --modversion hvtralofx)
+[ "$pc_version" = "5.0" ] || { echo "unexpected pkg-config version '$pc_version'"; exit 1; }
 exported=$(nm -D --defined-only "$so" | awk '{print $3}')
-for symbol in HVSFX_GetDefaultParam HVSFX_Init HVSFX_Process HVSFX_Release HVSFX_EQ_SetEnable; do
+# Every function the installed interface headers declare, and the default
+# record.
+interface=$(grep -ohE '\b(HVTralo|HVSFX)_[A-Za-z_]+\(' "$prefix"/include/hvtralofx/api/*.h | tr -d '(' | sort -u)
+[ "$(wc -l <<< "$interface")" -ge 60 ] || { echo "interface list too short"; exit 1; }
+for symbol in $interface HVSFX_Param_Default; do
   grep -qx "$symbol" <<< "$exported" || { echo "missing export: $symbol"; exit 1; }
 done
 leaked=$(grep -E 'AccTo24bShift|AccTo32bShift|Norm_S24|Log2_S24|Amp2dB|Pwr2dB|dB2Gain|GetSqrt_S56|_Table_Data|CosTable|ProcessModule|RelaseAll|ptr_|s_sampleCount|fxp' <<< "$(c++filt <<< "$exported")" || true)

@@ -1,0 +1,289 @@
+// The front interface: the master switch with its fixed attenuation, the
+// results before initialisation and after release, the first-time defaults
+// and the log line of HVTralo_Init, the equalizer settings carried over a
+// re-initialisation, the forwarders and the latency figure.
+#include <gtest/gtest.h>
+
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstring>
+#include <functional>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "api/EngineInternal.h"
+#include "api/FrontInternal.h"
+#include "api/HVSFX_AdaVControl.h"
+#include "api/HVSFX_EQControl.h"
+#include "api/HVSFX_Switches.h"
+#include "api/HVTralo_Front.h"
+#include "eq/CHVAudioEQ_Ts.h"
+
+namespace {
+
+// Every test starts from the state at load time.
+class Front : public ::testing::Test {
+ protected:
+  void SetUp() override { Reload(); }
+  void TearDown() override { Reload(); }
+  static void Reload() {
+    HVTralo_Release();
+    s_HVSFX_Param = HVSFX_Param_Default;
+    s_HVTralo_MainSwitchEnable = false;
+    s_HVTralo_Configed = false;
+    s_HVTralo_InitOnce = false;
+    s_sampleCount = 0;
+  }
+};
+
+// Samples with their attenuated values, (s * 19661 + 16384) >> 15.
+const std::vector<short> kDry = {32767, -32768, 1, -1, 0, 12345, -12345, 2};
+const std::vector<short> kAttenuated = {19660, -19661, 1, -1, 0, 7407, -7407, 1};
+
+// What the Android log (Debian's liblog writes to standard error) received
+// while body ran.
+std::string CaptureLog(const std::function<void()>& body) {
+  std::fflush(stderr);
+  std::FILE* file = std::tmpfile();
+  const int saved = dup(2);
+  dup2(fileno(file), 2);
+  body();
+  std::fflush(stderr);
+  dup2(saved, 2);
+  close(saved);
+  std::rewind(file);
+  std::string text;
+  for (int ch; (ch = std::fgetc(file)) != EOF;) text += static_cast<char>(ch);
+  std::fclose(file);
+  return text;
+}
+
+int CountInitLines(const std::string& log) {
+  const std::string head = "HARVELTralo I ";
+  const std::string tail = " [Harvel Tralo] HVTralo_Init(), version : 5.0, ARM";
+  std::istringstream lines(log);
+  int count = 0;
+  for (std::string line; std::getline(lines, line);)
+    count += line.size() > head.size() + tail.size() && line.compare(0, head.size(), head) == 0 &&
+             line.compare(line.size() - tail.size(), tail.size(), tail) == 0;
+  return count;
+}
+
+// The equalizer's coefficients and switches (not its filter history).
+std::vector<int> Design(const CHVAudioEQ_Ts& eq) {
+  std::vector<int> d = {eq.bLFEnable, eq.lfB1, eq.lfB0, eq.lfA1, eq.bHFEnable, eq.hfB1, eq.hfB0, eq.hfA1, eq.nDryPath};
+  for (const auto& b : eq.band) d.insert(d.end(), {b.bEnable, b.bpB2, b.bpB1, b.bpB0, b.bpA2, b.bpA1});
+  return d;
+}
+
+}  // namespace
+
+TEST_F(Front, MasterSwitchAttenuationAndResultsOutsideInitialisation) {
+  // Switch off: the attenuated input is the output, before and after init.
+  auto s = kDry;
+  EXPECT_EQ(HVTralo_Process(s.data(), 4), 1);
+  EXPECT_EQ(s, kAttenuated);
+  EXPECT_EQ(HVTralo_Process(s.data(), 0), 1);
+  EXPECT_EQ(HVTralo_Process(nullptr, 4), 0);
+  EXPECT_EQ(s, kAttenuated);
+
+  // Switch on without an engine: attenuated, then refused.
+  HVTralo_SetEnable(true);
+  s = kDry;
+  EXPECT_EQ(HVTralo_Process(s.data(), 4), 0);
+  EXPECT_EQ(s, kAttenuated);
+  EXPECT_EQ(HVTralo_Process(s.data(), 0), 0);
+  s_HVSFX_Param.bSoundbarEnable = 1;  // the soundbar takes the signal at full level
+  s = kDry;
+  EXPECT_EQ(HVTralo_Process(s.data(), 4), 0);
+  EXPECT_EQ(s, kDry);
+
+  ASSERT_EQ(HVTralo_Init(48000, 2), 1);
+  ASSERT_EQ(HVTralo_Release(), 1);
+  s_HVSFX_Param.bSoundbarEnable = 0;
+  s = kDry;
+  EXPECT_EQ(HVTralo_Process(s.data(), 4), 0);
+  EXPECT_EQ(s, kAttenuated);
+}
+
+TEST_F(Front, TheEngineReceivesTheAttenuatedBlockUnlessTheSoundbarIsOn) {
+  ASSERT_EQ(HVTralo_Init(48000, 2), 1);
+  HVTralo_SetEnable(true);
+  HVTralo_EQ_SetEnable(true);
+  auto s = kDry;
+  ASSERT_EQ(HVTralo_Process(s.data(), 4), 1);
+  s_HVSFX_Param.bSoundbarEnable = 1;  // not run for stereo, but it gates the attenuation
+  auto t = kDry;
+  ASSERT_EQ(HVTralo_Process(t.data(), 4), 1);
+  const int n = s_HVSFX_Param.nFrameSize;
+  for (int f = 0; f < 4; ++f)
+    for (int c = 0; c < 2; ++c) {
+      EXPECT_EQ(s_HVSFX_Param.pInBuf[c * n + f], kAttenuated[2 * f + c] * 256);
+      EXPECT_EQ(s_HVSFX_Param.pInBuf[c * n + 4 + f], kDry[2 * f + c] * 256);
+    }
+}
+
+TEST_F(Front, FirstInitSetsDefaultsOnceLaterInitsKeepAndReapplyTheHostsSettings) {
+  const std::string log = CaptureLog([] {
+    ASSERT_EQ(HVTralo_Init(48000, 2), 1);
+    const HVSFX_Param& p = s_HVSFX_Param;
+    EXPECT_EQ(p.nSoundbarAngle, 0);
+    EXPECT_EQ(p.bLFECopyEnable + p.bLFESVEnable + p.bLPFEnable + p.bHPFEnable, 4);
+    EXPECT_EQ(p.nAdaVStationSigMs, 5000);
+    EXPECT_EQ(p.nGainShift, 1);
+    const int bandHz[] = {250, 400, 630, 1000, 1600, 2500, 4000, 6300};
+    for (int c = 0; c < 2; ++c) {
+      EXPECT_EQ(p.nLPFFreq[c], 1000);
+      EXPECT_EQ(p.nLPFGain[c], -20);
+      EXPECT_EQ(p.nHPFFreq[c], 8000);
+      EXPECT_EQ(p.nHPFGain[c], 0);
+      for (int b = 0; b < 8; ++b) {
+        EXPECT_EQ(p.nEQBandFreq[c][b], bandHz[b]);
+        EXPECT_EQ(p.fEQBandQ[c][b], 2.0f);
+        EXPECT_EQ(ptr_EQ[c]->band[b].bEnable, 0);
+      }
+      EXPECT_EQ(ptr_EQ[c]->bLFEnable, 1);
+    }
+    // The host's settings.
+    EXPECT_EQ(HVTralo_EQ_SetLPFBandGain(0, -6, 300), 1);
+    EXPECT_EQ(HVTralo_EQ_SetHPFBandGain(1, 4, 9000), 1);
+    EXPECT_EQ(HVTralo_EQ_SetBandGain(1, 2, 6, 1200, 1.5f), 1);
+    EXPECT_EQ(HVTralo_AutoLevel_SetParam(1, 60, 7000, 1), 1);
+    s_HVSFX_Param.nSoundbarAngle = 2;
+    const std::vector<int> designs[] = {Design(*ptr_EQ[0]), Design(*ptr_EQ[1])};
+    const HVSFX_Param before = s_HVSFX_Param;
+
+    ASSERT_EQ(HVTralo_Release(), 1);
+    ASSERT_EQ(HVTralo_Init(48000, 2), 1);
+    EXPECT_EQ(p.nSoundbarAngle, 2);
+    EXPECT_EQ(p.nAdaVStationSigMs, 7000);
+    EXPECT_EQ(std::memcmp(p.nLPFGain, before.nLPFGain, sizeof p.nLPFGain), 0);
+    EXPECT_EQ(std::memcmp(p.nEQBandGain, before.nEQBandGain, sizeof p.nEQBandGain), 0);
+    EXPECT_EQ(p.nLPFFreq[0], 300);
+    // The new equalizers carry the host's shelves and bands again.
+    EXPECT_EQ(Design(*ptr_EQ[0]), designs[0]);
+    EXPECT_EQ(Design(*ptr_EQ[1]), designs[1]);
+  });
+  EXPECT_EQ(CountInitLines(log), 2) << log;
+}
+
+TEST_F(Front, EveryForwarderReachesItsEngineFunction) {
+  ASSERT_EQ(HVTralo_Init(48000, 2), 1);
+  // What a getter hands back.
+  struct Out {
+    bool b = false;
+    int i[4] = {-7, -7, -7, -7};
+    float q = -7.0f;
+    bool operator==(const Out& o) const { return b == o.b && std::memcmp(i, o.i, sizeof i) == 0 && q == o.q; }
+  };
+  struct Row {
+    const char* name;
+    std::function<int(Out&)> front;
+    std::function<int(HVSFX_Param*, Out&)> engine;
+  };
+  // Setters come first, with distinct values, so that the getters report them.
+  const Row rows[] = {
+      {"DRC_SetEnable", [](Out&) { return HVTralo_DRC_SetEnable(false); },
+       [](HVSFX_Param* p, Out&) { return HVSFX_DRC_SetEnable(p, false); }},
+      {"AutoLevel_SetEnable", [](Out&) { return HVTralo_AutoLevel_SetEnable(true); },
+       [](HVSFX_Param* p, Out&) { return HVSFX_AdaV_SetEnable(p, true); }},
+      {"AutoLevel_SetParam", [](Out&) { return HVTralo_AutoLevel_SetParam(2, 40, 9000, 1); },
+       [](HVSFX_Param* p, Out&) { return HVSFX_AdaV_SetParam(p, 2, 40, 9000, 1); }},
+      {"AutoLevel_SetVolUpDownRate", [](Out&) { return HVTralo_AutoLevel_SetVolUpDownRate(11, 4); },
+       [](HVSFX_Param* p, Out&) { return HVSFX_AdaV_SetVolUpDownRate(p, 11, 4); }},
+      {"Surround_SetEnable", [](Out&) { return HVTralo_Surround_SetEnable(true); },
+       [](HVSFX_Param* p, Out&) { return HVSFX_Surround_SetEnable(p, true); }},
+      {"EQ_SetEnable", [](Out&) { return HVTralo_EQ_SetEnable(true); },
+       [](HVSFX_Param* p, Out&) { return HVSFX_EQ_SetEnable(p, true); }},
+      {"EQ_SetBandGain", [](Out&) { return HVTralo_EQ_SetBandGain(1, 5, 7, 2100, 3.5f); },
+       [](HVSFX_Param* p, Out&) { return HVSFX_EQ_SetBandGain(p, 1, 5, 7, 2100, 3.5f); }},
+      {"EQ_SetBandGain refused", [](Out&) { return HVTralo_EQ_SetBandGain(0, 8, 7, 2100, 3.5f); },
+       [](HVSFX_Param* p, Out&) { return HVSFX_EQ_SetBandGain(p, 0, 8, 7, 2100, 3.5f); }},
+      {"EQ_SetLPFEnable", [](Out&) { return HVTralo_EQ_SetLPFEnable(false); },
+       [](HVSFX_Param* p, Out&) { return HVSFX_EQ_SetLPFEnable(p, -1, false); }},
+      {"EQ_SetHPFEnable", [](Out&) { return HVTralo_EQ_SetHPFEnable(false); },
+       [](HVSFX_Param* p, Out&) { return HVSFX_EQ_SetHPFEnable(p, -1, false); }},
+      {"EQ_SetLPFBandGain", [](Out&) { return HVTralo_EQ_SetLPFBandGain(1, -3, 210); },
+       [](HVSFX_Param* p, Out&) { return HVSFX_EQ_SetLPFBandGain(p, 1, -3, 210); }},
+      {"EQ_SetHPFBandGain", [](Out&) { return HVTralo_EQ_SetHPFBandGain(0, 5, 7300); },
+       [](HVSFX_Param* p, Out&) { return HVSFX_EQ_SetHPFBandGain(p, 0, 5, 7300); }},
+      {"DynamicBass_SetEnable", [](Out&) { return HVTralo_DynamicBass_SetEnable(true); },
+       [](HVSFX_Param* p, Out&) { return HVSFX_DynamicBass_SetEnable(p, true); }},
+      {"DynamicBass_SetLevel", [](Out&) { return HVTralo_DynamicBass_SetLevel(9); },
+       [](HVSFX_Param* p, Out&) { return HVSFX_DynamicBass_SetLevel(p, 9); }},
+      {"DynamicBass_SetCutOffFreq", [](Out&) { return HVTralo_DynamicBass_SetCutOffFreq(90); },
+       [](HVSFX_Param* p, Out&) { return HVSFX_DynamicBass_SetCutOffFreq(p, 90); }},
+      {"DRC_GetEnable", [](Out& o) { return HVTralo_DRC_GetEnable(&o.b); },
+       [](HVSFX_Param* p, Out& o) { return HVSFX_DRC_GetEnable(p, &o.b); }},
+      {"AutoLevel_GetEnable", [](Out& o) { return HVTralo_AutoLevel_GetEnable(&o.b); },
+       [](HVSFX_Param* p, Out& o) { return HVSFX_AdaV_GetEnable(p, &o.b); }},
+      {"AutoLevel_GetParam", [](Out& o) { return HVTralo_AutoLevel_GetParam(&o.i[0], &o.i[1], &o.i[2], &o.i[3]); },
+       [](HVSFX_Param* p, Out& o) { return HVSFX_AdaV_GetParam(p, &o.i[0], &o.i[1], &o.i[2], &o.i[3]); }},
+      {"AutoLevel_GetVolUpDownRate", [](Out& o) { return HVTralo_AutoLevel_GetVolUpDownRate(&o.i[0], &o.i[1]); },
+       [](HVSFX_Param* p, Out& o) { return HVSFX_AdaV_GetVolUpDownRate(p, &o.i[0], &o.i[1]); }},
+      {"Surround_GetEnable", [](Out& o) { return HVTralo_Surround_GetEnable(&o.b); },
+       [](HVSFX_Param* p, Out& o) { return HVSFX_Surround_GetEnable(p, &o.b); }},
+      {"EQ_GetEnable", [](Out& o) { return HVTralo_EQ_GetEnable(&o.b); },
+       [](HVSFX_Param* p, Out& o) { return HVSFX_EQ_GetEnable(p, &o.b); }},
+      {"EQ_GetBandGain", [](Out& o) { return HVTralo_EQ_GetBandGain(1, 5, &o.i[0], &o.i[1], &o.q); },
+       [](HVSFX_Param* p, Out& o) { return HVSFX_EQ_GetBandGain(p, 1, 5, &o.i[0], &o.i[1], &o.q); }},
+      {"EQ_GetLPFBandGain", [](Out& o) { return HVTralo_EQ_GetLPFBandGain(1, &o.i[0], &o.i[1]); },
+       [](HVSFX_Param* p, Out& o) { return HVSFX_EQ_GetLPFBandGain(p, 1, &o.i[0], &o.i[1]); }},
+      {"EQ_GetHPFBandGain", [](Out& o) { return HVTralo_EQ_GetHPFBandGain(0, &o.i[0], &o.i[1]); },
+       [](HVSFX_Param* p, Out& o) { return HVSFX_EQ_GetHPFBandGain(p, 0, &o.i[0], &o.i[1]); }},
+      {"DynamicBass_GetEnable", [](Out& o) { return HVTralo_DynamicBass_GetEnable(&o.b); },
+       [](HVSFX_Param* p, Out& o) { return HVSFX_DynamicBass_GetEnable(p, &o.b); }},
+      {"DynamicBass_GetLevel", [](Out& o) { return HVTralo_DynamicBass_GetLevel(&o.i[0]); },
+       [](HVSFX_Param* p, Out& o) { return HVSFX_DynamicBass_GetLevel(p, &o.i[0]); }},
+      {"DynamicBass_GetCutOffFreq", [](Out& o) { return HVTralo_DynamicBass_GetCutOffFreq(&o.i[0]); },
+       [](HVSFX_Param* p, Out& o) { return HVSFX_DynamicBass_GetCutOffFreq(p, &o.i[0]); }},
+  };
+  const HVSFX_Param initial = s_HVSFX_Param;
+  for (const Row& row : rows) {
+    // The engine function on a copy of the front's record, then the front's
+    // function: same result, same record afterwards, same values out.
+    HVSFX_Param expected;
+    std::memcpy(&expected, &s_HVSFX_Param, sizeof expected);
+    Out fromEngine, fromFront;
+    const int engineResult = row.engine(&expected, fromEngine);
+    EXPECT_EQ(row.front(fromFront), engineResult) << row.name;
+    EXPECT_EQ(std::memcmp(&expected, &s_HVSFX_Param, sizeof expected), 0) << row.name;
+    EXPECT_TRUE(fromFront == fromEngine) << row.name;
+  }
+  EXPECT_NE(std::memcmp(&initial, &s_HVSFX_Param, sizeof initial), 0);
+}
+
+TEST_F(Front, GettersRefuseNullPointersAndLatencyFollowsTheMasterSwitch) {
+  int i = 0;
+  const std::function<int()> nullGetters[] = {
+      [] { return HVTralo_GetEnable(nullptr); },
+      [] { return HVTralo_GetLatency(nullptr); },
+      [] { return HVTralo_DRC_GetEnable(nullptr); },
+      [] { return HVTralo_AutoLevel_GetEnable(nullptr); },
+      [&] { return HVTralo_AutoLevel_GetParam(&i, &i, &i, nullptr); },
+      [&] { return HVTralo_AutoLevel_GetVolUpDownRate(nullptr, &i); },
+      [] { return HVTralo_Surround_GetEnable(nullptr); },
+      [] { return HVTralo_EQ_GetEnable(nullptr); },
+      [&] { return HVTralo_EQ_GetBandGain(0, 0, &i, &i, nullptr); },
+      [&] { return HVTralo_EQ_GetLPFBandGain(0, nullptr, &i); },
+      [&] { return HVTralo_EQ_GetHPFBandGain(0, &i, nullptr); },
+      [] { return HVTralo_DynamicBass_GetEnable(nullptr); },
+      [] { return HVTralo_DynamicBass_GetLevel(nullptr); },
+      [] { return HVTralo_DynamicBass_GetCutOffFreq(nullptr); },
+  };
+  for (const auto& getter : nullGetters) EXPECT_EQ(getter(), 0);
+
+  int frames = -1;
+  EXPECT_EQ(HVTralo_GetLatency(&frames), 0);  // not initialised
+  ASSERT_EQ(HVTralo_Init(48000, 2), 1);
+  HVTralo_EQ_SetEnable(true);
+  EXPECT_EQ(HVTralo_GetLatency(&frames), 1);
+  EXPECT_EQ(frames, 0);  // master switch off: only the attenuation applies
+  HVTralo_SetEnable(true);
+  EXPECT_EQ(HVTralo_GetLatency(&frames), 1);
+  EXPECT_EQ(frames, 1024);  // block and limiter look-ahead
+  HVTralo_Release();
+  EXPECT_EQ(HVTralo_GetLatency(&frames), 0);
+}
