@@ -112,13 +112,13 @@ void FreeModules() {
   FreeChannelEqualizers();
 }
 
-void CreateLimiter(const HVSFX_Param& p) {  // HVSFX_Init step 2
+void CreateLimiter(const HVSFX_Param& p) {
   FreeLimiter();
   ptr_DRC = new CDynamicRangeControl(p.nInChannels, p.nFrameSize);
   ptr_DRC->Init(p.nSampleRate);
   ptr_DRC->EnableDRC(1);
 }
-// Step 3: one equalizer per input channel with the class defaults; the
+// One equalizer per input channel with the class defaults; the
 // record's shelf and band settings are applied by the control functions.
 void CreateChannelEqualizers(const HVSFX_Param& p) {
   FreeChannelEqualizers();
@@ -129,13 +129,13 @@ void CreateChannelEqualizers(const HVSFX_Param& p) {
   }
   s_eqChannelCount = p.nInChannels;
 }
-// Step 4: the main leveller, full scale 32768 in its 16-bit domain.
+// The main leveller, full scale 32768 in its 16-bit domain.
 void CreateLeveller(const HVSFX_Param& p) {
   FreeLeveller();
   ptr_AdaV = new CAdaptiveVolume_S24(p.nSampleRate, 32768, p.nAdaVMode, p.nAdaVRelativeVolume, p.nAdaVStationSigMs,
                                      p.nAdaVBaseFlag);
 }
-// Step 5: the LFE band-pass: no dry path, no shelves, band 0 at nLFEFreq Hz,
+// The LFE band-pass: no dry path, no shelves, band 0 at nLFEFreq Hz,
 // nLFEGain dB, Q 2.
 void CreateLfeEqualizer(const HVSFX_Param& p) {
   FreeLfeEqualizer();
@@ -146,13 +146,13 @@ void CreateLfeEqualizer(const HVSFX_Param& p) {
   ptr_EQ_LFE->Tst_SetHFOption(false, 0, 0);
 }
 
-void CreateLfeBuffers(const HVSFX_Param& p) {  // step 6
+void CreateLfeBuffers(const HVSFX_Param& p) {
   FreeLfeBuffers();
   s_pLFEInBuf = static_cast<int*>(std::calloc(static_cast<size_t>(p.nFrameSize), sizeof(int)));
   s_pLFEOutBuf = static_cast<int*>(std::calloc(static_cast<size_t>(p.nFrameSize), sizeof(int)));
 }
 
-// Step 7: the LFE leveller, with the record's LFE settings.
+// The LFE leveller, with the record's LFE settings.
 void CreateLfeLeveller(const HVSFX_Param& p) {
   FreeLfeLeveller();
   ptr_AdaV_LFE = new CAdaptiveVolume_S24(p.nSampleRate, 32768, p.nLFESVMode, p.nLFESVRelativeVolume,
@@ -174,8 +174,8 @@ void FreeWorkingBuffers(HVSFX_Param* current) {
   s_layout = EngineLayout{};
 }
 
-// Step 9. Only buffers the engine allocated are freed: pointers a host left in
-// a record are not the engine's to free.
+// The working buffers, six rows each. Only buffers the engine allocated are
+// freed: pointers a host left in a record are not the engine's to free.
 void CreateWorkingBuffers(HVSFX_Param& p) {
   FreeWorkingBuffers(&p);
   const size_t count = static_cast<size_t>(p.nFrameSize) * kWorkingRows;
@@ -207,7 +207,7 @@ void WriteBackLfe(HVSFX_Param& p) {
   std::memcpy(Row(p.pOutBuf, 3, p.nFrameSize), s_pLFEOutBuf, sizeof(int) * static_cast<size_t>(p.nFrameSize));
 }
 
-// Stage 3: adaptive volume on the main channels.
+// The leveller stage: adaptive volume on the main channels.
 // Six rows are converted whatever the channel count (both working buffers
 // hold six); the leveller reads and writes nInChannels of them.
 bool LevellerRuns(const HVSFX_Param& p) {
@@ -224,7 +224,7 @@ bool RunLevellerStage(HVSFX_Param& p, bool soundbarRan) {
   return true;
 }
 
-// Stage 5: per-channel equalizer.
+// The equalizer stage: one equalizer per channel.
 bool RunEqualizerStage(HVSFX_Param& p, bool copyFirst) {
   if (ptr_EQ == nullptr || !p.bEQEnable) return false;
   if (copyFirst) CopyOutToIn(p);
@@ -238,7 +238,7 @@ bool RunEqualizerStage(HVSFX_Param& p, bool copyFirst) {
   return true;
 }
 
-// Stage 6: dynamic range control, in place on pOutBuf.
+// The limiter stage: dynamic range control, in place on pOutBuf.
 bool LimiterRuns(const HVSFX_Param& p) { return ptr_DRC != nullptr && p.bDRCEnable; }
 void RunLimiterStage(HVSFX_Param& p, bool anyStageRan) {
   if (!LimiterRuns(p)) return;

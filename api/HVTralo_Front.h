@@ -46,7 +46,9 @@ HVFX_API int HVTralo_Init(int sampleRate, int channels);
  * Master switch on: the block goes on to HVSFX_Process and its result is
  * returned; 0 for frames < 1 and, after the attenuation, when the front is
  * not initialised (before HVTralo_Init or after HVTralo_Release).
- * Null samples with frames >= 1 return 0 and touch nothing. */
+ * Null samples with frames >= 1 return 0 and touch nothing, as does a
+ * channel count outside 1 ... 6 left in the record by a refused
+ * HVTralo_Init. */
 HVFX_API int HVTralo_Process(short* samples, int frames);
 
 /* Marks the front not initialised, then returns HVSFX_Release's result. */
