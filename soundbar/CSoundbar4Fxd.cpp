@@ -1,0 +1,594 @@
+// Soundbar virtualizer: block processing, fades and the filter build.
+//
+// Overflow notes. 32-bit path: mid/side and band sums wrap in 32 bits; the
+// side gains are exact 32 x 16-bit products, shifted by (exponent + 27) and
+// truncated to 32 bits; the 23167 and 32767 matrix weights likewise with a
+// shift of 15. 16-bit path: the same with 32-bit products and sums, each
+// result truncated to 16 bits. Nothing saturates: the input gain of 0.35
+// and the halving at every mid/side step keep full-scale input in range.
+#include "CSoundbar4Fxd.h"
+
+#include <cstdlib>
+#include <cstring>
+
+#include "../fixedpoint/FixedPoint.h"
+#include "SoundbarCoefficientSet.h"
+#include "SoundbarFadeTables.h"
+
+using namespace fxp;
+
+std::atomic<uint32_t> CSoundbar4Fxd::inputFadePosition{0xFFFFFFFFu};
+std::atomic<uint32_t> CSoundbar4Fxd::outputFadePosition{0xFFFFFFFFu};
+
+namespace {
+
+constexpr int16_t kSurroundWeight = 23167;  // 1/sqrt(2) in Q15
+constexpr int16_t kFrontWeight = 32767;     // unity less one step in Q15
+constexpr int kGainShiftBias = 27;          // side gains shift by exponent + 27
+constexpr int kDcBlockerShift = 10;         // DC blocker input and output scaling
+constexpr int kIntegratorInShift = 10;
+constexpr int kIntegratorOutAdjust = 2;
+
+// The sample arithmetic of each path. 32-bit: wrapping 32-bit sums, 64-bit
+// products. 16-bit: sums and products formed in 32 bits, stored truncated.
+template <class Sample>
+struct PathArith;
+
+template <>
+struct PathArith<int> {
+  static int Half(int a, int b) { return Asr32(AddWrap32(a, b), 1); }
+  static int HalfDiff(int a, int b) { return Asr32(SubWrap32(a, b), 1); }
+  static int Add(int a, int b) { return AddWrap32(a, b); }
+  static int Sub(int a, int b) { return SubWrap32(a, b); }
+  static int MulShift(int x, int g, int s) { return Asr64To32(Mul32x32(x, g), s); }
+};
+
+template <>
+struct PathArith<short> {
+  static short Half(short a, short b) { return Wrap16((a + b) >> 1); }
+  static short HalfDiff(short a, short b) { return Wrap16((a - b) >> 1); }
+  static short Add(short a, short b) { return Wrap16(a + b); }
+  static short Sub(short a, short b) { return Wrap16(a - b); }
+  static short MulShift(short x, int g, int s) { return Wrap16(Asr32(x * g, s)); }
+};
+
+// (s * gain) asr 15 of one sample, truncated to its width.
+inline int ScaleQ15(int s, int gain) { return Asr64To32(Mul32x32(s, gain), 15); }
+inline short ScaleQ15(short s, int gain) { return Wrap16(Asr32(s * gain, 15)); }
+
+// Sample (frame n, channel k) of a planar (channel stride `frames`) or
+// interleaved (frame stride `channels`) block.
+inline size_t Index(int n, int k, int frames, int channels, int interleaved) {
+  return interleaved ? static_cast<size_t>(n) * static_cast<size_t>(channels) + static_cast<size_t>(k)
+                     : static_cast<size_t>(k) * static_cast<size_t>(frames) + static_cast<size_t>(n);
+}
+
+// Multiplies every channel of each frame by the table entry at the shared
+// position while the fade is active; returns the position reached.
+// Output sample (frame n, channel k): planar rows outChannelStride apart or
+// interleaved frames outFrameStride apart.
+inline size_t OutIndex(int n, int k, int outChannelStride, int outFrameStride, int interleaved) {
+  return interleaved ? static_cast<size_t>(n) * static_cast<size_t>(outFrameStride) + static_cast<size_t>(k)
+                     : static_cast<size_t>(k) * static_cast<size_t>(outChannelStride) + static_cast<size_t>(n);
+}
+
+template <class Sample>
+uint32_t WalkFade(Sample* buf, int frames, int channels, int interleaved, const int16_t* table, uint32_t length,
+                  uint32_t position) {
+  for (int n = 0; n < frames && position < length; ++n, ++position) {
+    const int g = table[position];
+    for (int k = 0; k < channels; ++k) {
+      Sample& s = buf[Index(n, k, frames, channels, interleaved)];
+      s = ScaleQ15(s, g);
+    }
+  }
+  return position;
+}
+
+template <class Sample>
+void ScaleAll(Sample* buf, size_t count, int gain) {
+  for (size_t i = 0; i < count; ++i) buf[i] = ScaleQ15(buf[i], gain);
+}
+
+template <class Sample>
+void ScaleChannels(Sample* buf, int frames, int channels, const int* gains, int interleaved) {
+  for (int n = 0; n < frames; ++n)
+    for (int k = 0; k < channels; ++k) {
+      Sample& s = buf[Index(n, k, frames, channels, interleaved)];
+      s = ScaleQ15(s, gains[k]);
+    }
+}
+
+template <class Block>
+void FreeBlock(Block*& block) {
+  if (block == nullptr) return;
+  block->Free();
+  delete block;
+  block = nullptr;
+}
+
+template <class Block>
+Block* NewBlock() {
+  auto* block = new Block();
+  block->Clear();
+  return block;
+}
+
+template <class Block>
+void ResetBlock(Block* block) {
+  if (block != nullptr) block->Reset();
+}
+
+}  // namespace
+
+// ---- Work buffers ---------------------------------------------------------------
+
+template <class Sample>
+struct CSoundbar4Fxd::WorkBuffers {
+  Sample* frontMid;
+  Sample* frontSide;
+  Sample* surroundMid;
+  Sample* surroundSide;
+  Sample* channel2;
+  Sample* channel3;
+  // Per mid/side signal (frontMid, frontSide, surroundMid, surroundSide):
+  // delayed copy, low band, high band.
+  Sample* bands[4][3];
+
+  WorkBuffers(Sample* base, int length) {
+    Sample* row[kWorkSignals];
+    for (int i = 0; i < kWorkSignals; ++i) row[i] = base + static_cast<size_t>(i) * static_cast<size_t>(length);
+    frontMid = row[0];
+    frontSide = row[1];
+    surroundMid = row[2];
+    surroundSide = row[3];
+    channel2 = row[4];
+    channel3 = row[5];
+    for (int s = 0; s < 4; ++s)
+      for (int b = 0; b < 3; ++b) bands[s][b] = row[6 + 3 * s + b];
+  }
+};
+
+// ---- Life cycle -------------------------------------------------------------------
+
+CSoundbar4Fxd::~CSoundbar4Fxd() { Free(); }
+
+void CSoundbar4Fxd::Clear() {
+  initialized = 0;
+  sampleRate = 0;
+  channels = 0;
+  outputChannels = 0;
+  blockLength = 0;
+  filtfiltDelay = 0;
+  distance.store(50, std::memory_order_relaxed);
+  angle.store(1, std::memory_order_relaxed);
+  frontMidDcDelay = surroundMidDcDelay = nullptr;
+  frontSideDcBlocker = surroundSideDcBlocker = nullptr;
+  frontSideIntegrator = surroundSideIntegrator = nullptr;
+  frontMidFirDelay = surroundMidFirDelay = nullptr;
+  frontSideFir = surroundSideFir = nullptr;
+  frontMidLowpass = frontSideLowpass = surroundMidLowpass = surroundSideLowpass = nullptr;
+  frontMidBandDelay = frontSideBandDelay = surroundMidBandDelay = surroundSideBandDelay = nullptr;
+  channel2Delay = channel3Delay = nullptr;
+  frontGainPair = surroundGainPair = nullptr;
+  frontGainShift = surroundGainShift = 0;
+  coefficients = nullptr;
+  passThroughDelay = 0;
+  work32 = nullptr;
+  work16 = nullptr;
+}
+
+int CSoundbar4Fxd::Init(int sampleRateIn, int channelsIn, int blockLengthIn, int filtfiltDelayIn, int distanceIn,
+                        int angleIn) {
+  if (blockLengthIn < 1 || filtfiltDelayIn < 1) return 0;
+  Free();
+  Clear();
+  channels = channelsIn;
+  outputChannels = 6;
+  blockLength = blockLengthIn;
+  filtfiltDelay = filtfiltDelayIn;
+  sampleRate = sampleRateIn;
+  initialized = 1;
+  distance.store(distanceIn, std::memory_order_relaxed);
+  angle.store(angleIn, std::memory_order_relaxed);
+  outputFadePosition.store(0);
+  const size_t count = static_cast<size_t>(kWorkSignals) * static_cast<size_t>(blockLength);
+  work32 = static_cast<int32_t*>(std::calloc(count, sizeof(int32_t)));
+  work16 = static_cast<int16_t*>(std::calloc(count, sizeof(int16_t)));
+  UpdateFilterParameters(sampleRateIn, distanceIn, angleIn);
+  Reset();
+  return 0;
+}
+
+int CSoundbar4Fxd::Reset() {
+  if (initialized == 0) return 0;
+  const size_t count = static_cast<size_t>(kWorkSignals) * static_cast<size_t>(blockLength);
+  if (work32 != nullptr) std::memset(work32, 0, count * sizeof(int32_t));
+  if (work16 != nullptr) std::memset(work16, 0, count * sizeof(int16_t));
+  ResetBlock(frontMidDcDelay);
+  ResetBlock(surroundMidDcDelay);
+  ResetBlock(frontSideDcBlocker);
+  ResetBlock(surroundSideDcBlocker);
+  ResetBlock(frontSideIntegrator);
+  ResetBlock(surroundSideIntegrator);
+  ResetBlock(frontMidFirDelay);
+  ResetBlock(surroundMidFirDelay);
+  ResetBlock(frontSideFir);
+  ResetBlock(surroundSideFir);
+  ResetBlock(frontMidLowpass);
+  ResetBlock(frontSideLowpass);
+  ResetBlock(surroundMidLowpass);
+  ResetBlock(surroundSideLowpass);
+  ResetBlock(frontMidBandDelay);
+  ResetBlock(frontSideBandDelay);
+  ResetBlock(surroundMidBandDelay);
+  ResetBlock(surroundSideBandDelay);
+  ResetBlock(channel2Delay);
+  ResetBlock(channel3Delay);
+  return 0;
+}
+
+int CSoundbar4Fxd::Free() {
+  if (initialized == 0) return 0;
+  std::free(work32);
+  std::free(work16);
+  work32 = nullptr;
+  work16 = nullptr;
+  delete_filters();
+  initialized = 0;
+  return 0;
+}
+
+void CSoundbar4Fxd::SetDistance(int value) {
+  distance.store(value, std::memory_order_relaxed);
+  inputFadePosition.store(0);
+}
+
+void CSoundbar4Fxd::SetAngle(int value) {
+  angle.store(value, std::memory_order_relaxed);
+  inputFadePosition.store(0);
+}
+
+// ---- Filter build -------------------------------------------------------------------
+
+void CSoundbar4Fxd::delete_filters() {
+  FreeBlock(frontMidDcDelay);
+  FreeBlock(surroundMidDcDelay);
+  FreeBlock(frontSideDcBlocker);
+  FreeBlock(surroundSideDcBlocker);
+  FreeBlock(frontSideIntegrator);
+  FreeBlock(surroundSideIntegrator);
+  FreeBlock(frontMidFirDelay);
+  FreeBlock(surroundMidFirDelay);
+  FreeBlock(frontSideFir);
+  FreeBlock(surroundSideFir);
+  FreeBlock(frontMidLowpass);
+  FreeBlock(frontSideLowpass);
+  FreeBlock(surroundMidLowpass);
+  FreeBlock(surroundSideLowpass);
+  FreeBlock(frontMidBandDelay);
+  FreeBlock(frontSideBandDelay);
+  FreeBlock(surroundMidBandDelay);
+  FreeBlock(surroundSideBandDelay);
+  FreeBlock(channel2Delay);
+  FreeBlock(channel3Delay);
+  coefficients = nullptr;
+}
+
+int CSoundbar4Fxd::UpdateFilterParameters(int rate, int distanceCm, int width) {
+  delete_filters();
+  frontSideDcBlocker = NewBlock<CDCBlockerMAFxd>();
+  surroundSideDcBlocker = NewBlock<CDCBlockerMAFxd>();
+  frontMidDcDelay = NewBlock<CDelayLineFxd>();
+  surroundMidDcDelay = NewBlock<CDelayLineFxd>();
+  frontSideIntegrator = NewBlock<CNGOIntegratorFxd>();
+  surroundSideIntegrator = NewBlock<CNGOIntegratorFxd>();
+  frontMidFirDelay = NewBlock<CDelayLineFxd>();
+  surroundMidFirDelay = NewBlock<CDelayLineFxd>();
+  frontSideFir = NewBlock<CFIRFxd>();
+  surroundSideFir = NewBlock<CFIRFxd>();
+  frontMidLowpass = NewBlock<CFiltFiltFxd>();
+  frontSideLowpass = NewBlock<CFiltFiltFxd>();
+  surroundMidLowpass = NewBlock<CFiltFiltFxd>();
+  surroundSideLowpass = NewBlock<CFiltFiltFxd>();
+  frontMidBandDelay = NewBlock<CDelayLineFxd>();
+  frontSideBandDelay = NewBlock<CDelayLineFxd>();
+  surroundMidBandDelay = NewBlock<CDelayLineFxd>();
+  surroundSideBandDelay = NewBlock<CDelayLineFxd>();
+  channel2Delay = NewBlock<CDelayLineFxd>();
+  channel3Delay = NewBlock<CDelayLineFxd>();
+
+  // The mid path waits beside the DC blocker for as long as the blocker lags.
+  frontSideDcBlocker->Init(kDcBlockerShift, kDcBlockerShift);
+  const int dcDelay = surroundSideDcBlocker->Init(kDcBlockerShift, kDcBlockerShift);
+  frontMidDcDelay->Init(dcDelay, 1, 0, nullptr);
+  surroundMidDcDelay->Init(dcDelay, 1, 0, nullptr);
+  frontSideIntegrator->Init(rate, kIntegratorInShift, kIntegratorOutAdjust);
+  surroundSideIntegrator->Init(rate, kIntegratorInShift, kIntegratorOutAdjust);
+
+  const SoundbarCoefficientSet* set = SelectSoundbarCoefficientSet(rate, distanceCm, width);
+  if (set == nullptr) return 0;  // no tables for this rate: the rest stays unbuilt
+
+  // The mid path also waits beside the linear-phase FIR: half its length.
+  const int firDelay = (set->frontFirTaps - 1) / 2;
+  frontMidFirDelay->Init(firDelay, 1, 0, nullptr);
+  surroundMidFirDelay->Init(firDelay, 1, 0, nullptr);
+  // The blocks copy their coefficients; the tables themselves stay constant.
+  frontSideFir->Init(const_cast<short*>(set->frontFir), const_cast<short*>(set->frontFirQ), set->frontFirTaps,
+                     set->frontFirChannels);
+  surroundSideFir->Init(const_cast<short*>(set->sideFir), const_cast<short*>(set->sideFirQ), set->sideFirTaps,
+                        set->sideFirChannels);
+  for (CFiltFiltFxd* lowpass : {frontMidLowpass, frontSideLowpass})
+    lowpass->Init(const_cast<short*>(set->frontLowpassSos), const_cast<short*>(set->frontLowpassSosQ),
+                  const_cast<short*>(set->frontLowpassGain), const_cast<short*>(set->frontLowpassGainQ),
+                  set->frontLowpassSections, set->frontLowpassChannels, filtfiltDelay, blockLength);
+  for (CFiltFiltFxd* lowpass : {surroundMidLowpass, surroundSideLowpass})
+    lowpass->Init(const_cast<short*>(set->sideLowpassSos), const_cast<short*>(set->sideLowpassSosQ),
+                  const_cast<short*>(set->sideLowpassGain), const_cast<short*>(set->sideLowpassGainQ),
+                  set->sideLowpassSections, set->sideLowpassChannels, filtfiltDelay, blockLength);
+  // The band delays align the unfiltered signal with the low-pass output, so
+  // that their difference is the complementary high band.
+  for (CDelayLineFxd* delay : {frontMidBandDelay, frontSideBandDelay, surroundMidBandDelay, surroundSideBandDelay})
+    delay->Init(filtfiltDelay, 1, 0, nullptr);
+  // Centre and LFE pass straight through, delayed like the side chain.
+  channel2Delay->Init(dcDelay + firDelay, 1, 0, nullptr);
+  channel3Delay->Init(dcDelay + firDelay, 1, 0, nullptr);
+
+  frontGainPair = set->frontGainPair;
+  frontGainShift = set->frontGainShift;
+  surroundGainPair = set->surroundGainPair;
+  surroundGainShift = set->surroundGainShift;
+  coefficients = set;
+  passThroughDelay = dcDelay + firDelay;
+  return 0;
+}
+
+// ---- Gains and fades ----------------------------------------------------------------
+
+void CSoundbar4Fxd::ApplyInputGain(int* buf, int frames, int channelCount, short gain) {
+  if (buf == nullptr || frames < 1 || channelCount < 1) return;
+  ScaleAll(buf, static_cast<size_t>(frames) * static_cast<size_t>(channelCount), gain);
+}
+void CSoundbar4Fxd::ApplyInputGain(short* buf, int frames, int channelCount, short gain) {
+  if (buf == nullptr || frames < 1 || channelCount < 1) return;
+  ScaleAll(buf, static_cast<size_t>(frames) * static_cast<size_t>(channelCount), gain);
+}
+
+void CSoundbar4Fxd::ApplyInputGain(int* buf, int frames, int channelCount, short gain, short gain2, short gain3,
+                                   int interleaved) {
+  const int gains[6] = {gain, gain, gain2, gain3, gain, gain};
+  if (buf != nullptr && frames > 0 && (channelCount == 2 || channelCount == 6))
+    ScaleChannels(buf, frames, channelCount, gains, interleaved);
+}
+void CSoundbar4Fxd::ApplyInputGain(short* buf, int frames, int channelCount, short gain, short gain2, short gain3,
+                                   int interleaved) {
+  const int gains[6] = {gain, gain, gain2, gain3, gain, gain};
+  if (buf != nullptr && frames > 0 && (channelCount == 2 || channelCount == 6))
+    ScaleChannels(buf, frames, channelCount, gains, interleaved);
+}
+
+template <class Sample>
+void CSoundbar4Fxd::FadeInput(Sample* buf, int frames, int channelCount, int interleaved) {
+  if (buf == nullptr || frames < 1 || channelCount < 1) return;
+  const uint32_t start = inputFadePosition.load();
+  if (start >= kInputFadeLength) return;
+  const uint32_t reached =
+      WalkFade(buf, frames, channelCount, interleaved, SoundbarInputFadeTable, kInputFadeLength, start);
+  // A control thread may restart the fade meanwhile; its restart wins.
+  uint32_t expected = start;
+  inputFadePosition.compare_exchange_strong(expected, reached);
+  // The block that reaches the silent point rebuilds every filter; the
+  // rest of it already runs through the new ones.
+  const int64_t c = reached;
+  if (c >= kInputFadeSilentPoint && c <= static_cast<int64_t>(frames) + kInputFadeSilentPoint - 1) {
+    UpdateFilterParameters(sampleRate, distance.load(std::memory_order_relaxed),
+                           angle.load(std::memory_order_relaxed));
+    outputFadePosition.store(0);
+  }
+}
+
+void CSoundbar4Fxd::ApplyInputFadeinout(int* buf, int frames, int channelCount, int interleaved) {
+  FadeInput(buf, frames, channelCount, interleaved);
+}
+void CSoundbar4Fxd::ApplyInputFadeinout(short* buf, int frames, int channelCount, int interleaved) {
+  FadeInput(buf, frames, channelCount, interleaved);
+}
+
+template <class Sample>
+void CSoundbar4Fxd::FadeOutput(Sample* buf, int frames, int channelCount, int interleaved) {
+  if (buf == nullptr || frames < 1 || channelCount < 1) return;
+  const uint32_t start = outputFadePosition.load();
+  if (start >= kOutputFadeLength) return;
+  outputFadePosition.store(
+      WalkFade(buf, frames, channelCount, interleaved, SoundbarOutputFadeTable, kOutputFadeLength, start));
+}
+
+void CSoundbar4Fxd::ApplyOutputFadeinout(int* buf, int frames, int channelCount, int interleaved) {
+  FadeOutput(buf, frames, channelCount, interleaved);
+}
+void CSoundbar4Fxd::ApplyOutputFadeinout(short* buf, int frames, int channelCount, int interleaved) {
+  FadeOutput(buf, frames, channelCount, interleaved);
+}
+
+// ---- Processing -------------------------------------------------------------------------
+
+bool CSoundbar4Fxd::Accepts(const void* in, int frames, int inChannels, const void* out, int outChannelStride,
+                            int outFrameStride, int interleaved) const {
+  if (!FiltersReady() || in == nullptr || out == nullptr) return false;
+  if (frames < 1 || frames > blockLength || inChannels < 1 || outFrameStride < 6) return false;
+  return interleaved != 0 || outChannelStride >= frames;
+}
+
+// DC blocker and integrator on the side signal, the mid signal delayed to
+// match, then the FIR on the side signal and the mid signal delayed by half
+// its length. All in place.
+// The DC blocker's output is its input times 2^10, which the integrator
+// scales back: the 16-bit path runs both on a 32-bit scratch row (`wide`)
+// and stores the integrated side signal in 16 bits again.
+template <class Sample>
+void CSoundbar4Fxd::ConditionSide(Sample* mid, Sample* side, int frames, bool front, int* wide) {
+  (front ? frontMidDcDelay : surroundMidDcDelay)->Filter(mid, mid, frames, 1);
+  CDCBlockerMAFxd* blocker = front ? frontSideDcBlocker : surroundSideDcBlocker;
+  CNGOIntegratorFxd* integrator = front ? frontSideIntegrator : surroundSideIntegrator;
+  if constexpr (sizeof(Sample) == sizeof(int32_t)) {
+    blocker->Filter(side, side, frames);
+    integrator->Filter(side, side, frames);
+  } else {
+    blocker->Filter(side, wide, frames);
+    integrator->Filter(wide, wide, frames);
+    for (int n = 0; n < frames; ++n) side[n] = Wrap16(wide[n]);
+  }
+  (front ? frontMidFirDelay : surroundMidFirDelay)->Filter(mid, mid, frames, 1);
+  (front ? frontSideFir : surroundSideFir)->Filter(side, side, frames, 1);
+}
+
+// Splits mid and side into low band (zero-phase low-pass) and high band
+// (input delayed by the low-pass look-ahead, minus the low band).
+// bands: per signal (mid, side) delayed, low, high rows.
+template <class Sample>
+void CSoundbar4Fxd::SplitBands(Sample* mid, Sample* side, int frames, bool front, Sample* const* bands) {
+  using A = PathArith<Sample>;
+  Sample* const midDelayed = bands[0];
+  Sample* const midLow = bands[1];
+  Sample* const midHigh = bands[2];
+  Sample* const sideDelayed = bands[3];
+  Sample* const sideLow = bands[4];
+  Sample* const sideHigh = bands[5];
+  (front ? frontMidBandDelay : surroundMidBandDelay)->Filter(mid, midDelayed, frames, 1);
+  (front ? frontSideBandDelay : surroundSideBandDelay)->Filter(side, sideDelayed, frames, 1);
+  (front ? frontMidLowpass : surroundMidLowpass)->Filter(mid, midLow, frames, 1);
+  (front ? frontSideLowpass : surroundSideLowpass)->Filter(side, sideLow, frames, 1);
+  for (int n = 0; n < frames; ++n) {
+    midHigh[n] = A::Sub(midDelayed[n], midLow[n]);
+    sideHigh[n] = A::Sub(sideDelayed[n], sideLow[n]);
+  }
+}
+
+template <class Sample>
+int CSoundbar4Fxd::ProcessBlock(Sample* in, int frames, int inChannels, Sample* out, int outChannelStride,
+                                int outFrameStride, int interleaved) {
+  using A = PathArith<Sample>;
+  if (!Accepts(in, frames, inChannels, out, outChannelStride, outFrameStride, interleaved)) return 0;
+  ApplyInputGain(in, frames, inChannels, kInputGain);
+  FadeInput(in, frames, inChannels, interleaved);
+
+  Sample* const base = sizeof(Sample) == sizeof(int32_t) ? reinterpret_cast<Sample*>(work32)
+                                                          : reinterpret_cast<Sample*>(work16);
+  WorkBuffers<Sample> w(base, blockLength);
+  int* const wide = work32;  // the 16-bit path's 32-bit scratch row
+  auto write = [&](int n, int k, Sample v) { out[OutIndex(n, k, outChannelStride, outFrameStride, interleaved)] = v; };
+  auto input = [&](int n, int k) { return in[Index(n, k, frames, inChannels, interleaved)]; };
+  Sample* const frontBands[6] = {w.bands[0][0], w.bands[0][1], w.bands[0][2],
+                                 w.bands[1][0], w.bands[1][1], w.bands[1][2]};
+
+  if (inChannels == 2) {
+    for (int n = 0; n < frames; ++n) {
+      w.frontMid[n] = A::Half(input(n, 0), input(n, 1));
+      w.frontSide[n] = A::HalfDiff(input(n, 0), input(n, 1));
+    }
+    ConditionSide(w.frontMid, w.frontSide, frames, true, wide);
+    SplitBands(w.frontMid, w.frontSide, frames, true, frontBands);
+    const int g0 = frontGainPair[0], g1 = frontGainPair[1];
+    const int k = frontGainShift + kGainShiftBias;
+    const Sample* midHigh = w.bands[0][2];
+    const Sample* midLow = w.bands[0][1];
+    const Sample* sideLow = w.bands[1][1];
+    const Sample* sideHigh = w.bands[1][2];
+    for (int n = 0; n < frames; ++n) {
+      const Sample a = A::MulShift(sideHigh[n], g1, k);
+      const Sample b = A::MulShift(sideLow[n], g0, k);
+      write(n, 0, A::Half(midHigh[n], a));
+      write(n, 1, A::HalfDiff(midHigh[n], a));
+      write(n, 2, 0);
+      write(n, 3, 0);
+      write(n, 4, A::Half(midLow[n], b));
+      write(n, 5, A::HalfDiff(midLow[n], b));
+    }
+  } else if (inChannels == 6) {
+    for (int n = 0; n < frames; ++n) {
+      w.frontMid[n] = A::Half(input(n, 0), input(n, 1));
+      w.frontSide[n] = A::HalfDiff(input(n, 0), input(n, 1));
+      w.channel2[n] = input(n, 2);
+      w.channel3[n] = input(n, 3);
+      w.surroundMid[n] = A::Half(input(n, 4), input(n, 5));
+      w.surroundSide[n] = A::HalfDiff(input(n, 4), input(n, 5));
+    }
+    ConditionSide(w.frontMid, w.frontSide, frames, true, wide);
+    ConditionSide(w.surroundMid, w.surroundSide, frames, false, wide);
+    channel2Delay->Filter(w.channel2, w.channel2, frames, 1);
+    channel3Delay->Filter(w.channel3, w.channel3, frames, 1);
+    SplitBands(w.frontMid, w.frontSide, frames, true, frontBands);
+    Sample* const surroundBands[6] = {w.bands[2][0], w.bands[2][1], w.bands[2][2],
+                                      w.bands[3][0], w.bands[3][1], w.bands[3][2]};
+    SplitBands(w.surroundMid, w.surroundSide, frames, false, surroundBands);
+    // The high band takes the front exponent and the low band the surround
+    // exponent for both pairs: the crossing is part of the design (the
+    // stored exponents are equal).
+    const int kHigh = frontGainShift + kGainShiftBias;
+    const int kLow = surroundGainShift + kGainShiftBias;
+    const int gF0 = frontGainPair[0], gF1 = frontGainPair[1];
+    const int gS0 = surroundGainPair[0], gS1 = surroundGainPair[1];
+    const Sample* fMidLow = w.bands[0][1];
+    const Sample* fMidHigh = w.bands[0][2];
+    const Sample* fSideLow = w.bands[1][1];
+    const Sample* fSideHigh = w.bands[1][2];
+    const Sample* sMidLow = w.bands[2][1];
+    const Sample* sMidHigh = w.bands[2][2];
+    const Sample* sSideLow = w.bands[3][1];
+    const Sample* sSideHigh = w.bands[3][2];
+    for (int n = 0; n < frames; ++n) {
+      const Sample a = A::MulShift(fSideHigh[n], gF1, kHigh);
+      const Sample b = A::MulShift(sSideHigh[n], gS1, kHigh);
+      const Sample c = A::MulShift(fSideLow[n], gF0, kLow);
+      const Sample d = A::MulShift(sSideLow[n], gS0, kLow);
+      const Sample hL = A::Half(fMidHigh[n], a), hR = A::HalfDiff(fMidHigh[n], a);
+      const Sample uL = A::Half(sMidHigh[n], b), uR = A::HalfDiff(sMidHigh[n], b);
+      const Sample lL = A::Half(fMidLow[n], c), lR = A::HalfDiff(fMidLow[n], c);
+      const Sample vL = A::Half(sMidLow[n], d), vR = A::HalfDiff(sMidLow[n], d);
+      write(n, 0, A::Add(ScaleQ15(uL, kSurroundWeight), ScaleQ15(hL, kFrontWeight)));
+      write(n, 1, A::Add(ScaleQ15(uR, kSurroundWeight), ScaleQ15(hR, kFrontWeight)));
+      write(n, 2, w.channel2[n]);
+      write(n, 3, w.channel3[n]);
+      write(n, 4, A::Add(ScaleQ15(vL, kSurroundWeight), ScaleQ15(lL, kFrontWeight)));
+      write(n, 5, A::Add(ScaleQ15(vR, kSurroundWeight), ScaleQ15(lR, kFrontWeight)));
+    }
+  }
+  ApplyOutputFadeinout(out, outChannelStride, outFrameStride, interleaved);
+  return 0;
+}
+
+template <class Sample>
+int CSoundbar4Fxd::BypassBlock(Sample* in, int frames, int inChannels, Sample* out, int outChannelStride,
+                               int outFrameStride, int interleaved) {
+  if (!Accepts(in, frames, inChannels, out, outChannelStride, outFrameStride, interleaved)) return 0;
+  ApplyInputGain(in, frames, inChannels, kInputGain);
+  if (inChannels != 2 && inChannels != 6 && inChannels != 8) return 0;
+  for (int n = 0; n < frames; ++n)
+    for (int k = 0; k < 6; ++k) {
+      Sample v = 0;
+      if (inChannels == 2) {
+        if (k >= 4) v = in[Index(n, k - 4, frames, inChannels, interleaved)];
+      } else {
+        v = in[Index(n, k, frames, inChannels, interleaved)];
+      }
+      out[OutIndex(n, k, outChannelStride, outFrameStride, interleaved)] = v;
+    }
+  return 0;
+}
+
+int CSoundbar4Fxd::Process(int* in, int frames, int inChannels, int* out, int outChannelStride, int outFrameStride,
+                           int interleaved) {
+  return ProcessBlock(in, frames, inChannels, out, outChannelStride, outFrameStride, interleaved);
+}
+int CSoundbar4Fxd::Process(short* in, int frames, int inChannels, short* out, int outChannelStride,
+                           int outFrameStride, int interleaved) {
+  return ProcessBlock(in, frames, inChannels, out, outChannelStride, outFrameStride, interleaved);
+}
+int CSoundbar4Fxd::Bypass(int* in, int frames, int inChannels, int* out, int outChannelStride, int outFrameStride,
+                          int interleaved) {
+  return BypassBlock(in, frames, inChannels, out, outChannelStride, outFrameStride, interleaved);
+}
+int CSoundbar4Fxd::Bypass(short* in, int frames, int inChannels, short* out, int outChannelStride,
+                          int outFrameStride, int interleaved) {
+  return BypassBlock(in, frames, inChannels, out, outChannelStride, outFrameStride, interleaved);
+}

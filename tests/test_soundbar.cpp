@@ -1,0 +1,270 @@
+// The soundbar virtualizer as a block processor: matrix symmetries, the
+// complementary band split and its delays, the fades and the rebuild at the
+// silent point, refusals, layouts and the two sample widths, and the batch
+// driver's progress and distance switching.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <cstdlib>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "soundbar/CSoundbar4Fxd.h"
+#include "soundbar/SoundbarFadeTables.h"
+
+namespace {
+
+constexpr uint32_t kInactive = 0xFFFFFFFFu;
+constexpr int kBlock = 128;
+constexpr int kSideDelay = 127 + 128;           // DC blocker + FIR
+constexpr int kBandDelay = 128;                 // band look-ahead given to Init
+constexpr int kMainDelay = kSideDelay + kBandDelay;
+
+void StopFades() {
+  CSoundbar4Fxd::inputFadePosition = kInactive;
+  CSoundbar4Fxd::outputFadePosition = kInactive;
+}
+
+// A processor at `rate` with the fades switched off.
+struct Processor : CSoundbar4Fxd {
+  explicit Processor(int rate = 48000, int distance = 50, int angle = 1, int block = kBlock) {
+    Init(rate, 6, block, kBandDelay, distance, angle);
+    StopFades();
+  }
+};
+
+template <class Sample>
+std::vector<Sample> Noise(size_t n, int amplitude, unsigned seed) {
+  std::mt19937 rng(seed);
+  std::uniform_int_distribution<int> d(-amplitude, amplitude);
+  std::vector<Sample> v(n);
+  for (auto& s : v) s = static_cast<Sample>(d(rng));
+  return v;
+}
+
+// Runs planar blocks of `channels` x kBlock through Process and returns the
+// six output rows concatenated over time (row-major per block).
+template <class Sample>
+std::vector<std::vector<Sample>> RunPlanar(CSoundbar4Fxd& sb, const std::vector<std::vector<Sample>>& rows) {
+  const int channels = static_cast<int>(rows.size());
+  const size_t total = rows[0].size();
+  std::vector<std::vector<Sample>> out(6, std::vector<Sample>(total));
+  std::vector<Sample> in(static_cast<size_t>(channels) * kBlock), block(6 * kBlock);
+  for (size_t start = 0; start + kBlock <= total; start += kBlock) {
+    for (int c = 0; c < channels; ++c)
+      std::copy_n(rows[c].begin() + static_cast<long>(start), kBlock, in.begin() + c * kBlock);
+    sb.Process(in.data(), kBlock, channels, block.data(), kBlock, 6, 0);
+    for (int c = 0; c < 6; ++c)
+      std::copy_n(block.begin() + c * kBlock, kBlock, out[c].begin() + static_cast<long>(start));
+  }
+  return out;
+}
+
+int Scaled(int x) { return static_cast<int>((static_cast<int64_t>(x) * CSoundbar4Fxd::kInputGain) >> 15); }
+
+TEST(Soundbar, StereoMatrixSymmetries) {
+  const size_t n = 40 * kBlock;
+  const auto x = Noise<int>(n, 1 << 20, 1);
+  std::vector<int> minus(n);
+  std::transform(x.begin(), x.end(), minus.begin(), [](int v) { return -v; });
+
+  Processor same;  // L = R: no side signal
+  auto out = RunPlanar<int>(same, {x, x});
+  EXPECT_EQ(out[0], out[1]);
+  EXPECT_EQ(out[4], out[5]);
+  EXPECT_TRUE(std::all_of(out[2].begin(), out[2].end(), [](int v) { return v == 0; }));
+  EXPECT_TRUE(std::all_of(out[3].begin(), out[3].end(), [](int v) { return v == 0; }));
+  // The bands are complementary: high + low is the mid signal, halved,
+  // delayed by the DC blocker, the FIR and the band look-ahead.
+  for (size_t i = kMainDelay; i < n; ++i)
+    ASSERT_NEAR(out[0][i] + out[4][i], Scaled(x[i - kMainDelay]) / 2, 1) << i;
+
+  // L = -R: antisymmetric pairs. The mid signal is not exactly 0 but -1 or 0
+  // (the input gain floors x and -x apart); the flooring shifts of the
+  // low-pass sections turn that residue into a small negative offset of the
+  // low band, so the pairs cancel to within a few units of a signal of
+  // about 2^18.
+  Processor opposite;
+  out = RunPlanar<int>(opposite, {x, minus});
+  int64_t energy = 0;
+  int worst = 0;
+  for (size_t i = 0; i < n; ++i) {
+    worst = std::max({worst, std::abs(out[1][i] + out[0][i]), std::abs(out[5][i] + out[4][i])});
+    energy += static_cast<int64_t>(out[0][i]) * out[0][i] / 1024;
+  }
+  EXPECT_LE(worst, 8);
+  EXPECT_GT(energy, 0);
+}
+
+TEST(Soundbar, SurroundPassThroughDelaysAndFullScale) {
+  const size_t n = 30 * kBlock;
+  std::vector<std::vector<int>> rows;
+  for (unsigned c = 0; c < 6; ++c) rows.push_back(Noise<int>(n, (1 << 22) - 1, 10 + c));
+  Processor sb;
+  const auto out = RunPlanar<int>(sb, rows);
+  // Centre and LFE lag by the side chain's delay only, not the band split.
+  for (size_t i = 0; i < n; ++i) {
+    ASSERT_EQ(out[2][i], i < kSideDelay ? 0 : Scaled(rows[2][i - kSideDelay])) << i;
+    ASSERT_EQ(out[3][i], i < kSideDelay ? 0 : Scaled(rows[3][i - kSideDelay])) << i;
+  }
+  // Full-scale quarter-domain input (the engine's scale) stays far from
+  // wrapping: every output within the input's range.
+  for (int c : {0, 1, 4, 5})
+    for (int v : out[c]) ASSERT_LT(std::abs(v), 1 << 22);
+}
+
+TEST(Soundbar, PlanarAndInterleavedAgree) {
+  const int frames = 20 * kBlock;
+  const auto x = Noise<int>(static_cast<size_t>(frames) * 6, 1 << 20, 3);
+  Processor planar, interleaved;
+  std::vector<int> in(6 * kBlock), outP(6 * kBlock), outI(8 * kBlock);
+  for (int b = 0; b < frames / kBlock; ++b) {
+    const int* frame = x.data() + static_cast<size_t>(b) * kBlock * 6;
+    std::copy_n(frame, 6 * kBlock, in.begin());
+    interleaved.Process(in.data(), kBlock, 6, outI.data(), kBlock, 8, 1);  // frame stride 8: 6 and 7 untouched
+    for (int n = 0; n < kBlock; ++n)
+      for (int c = 0; c < 6; ++c) in[c * kBlock + n] = frame[n * 6 + c];
+    planar.Process(in.data(), kBlock, 6, outP.data(), kBlock, 6, 0);
+    for (int n = 0; n < kBlock; ++n)
+      for (int c = 0; c < 6; ++c) ASSERT_EQ(outI[n * 8 + c], outP[c * kBlock + n]) << b << " " << n << " " << c;
+  }
+}
+
+TEST(Soundbar, SixteenBitPathMatchesThirtyTwoBitPath) {
+  // Same integers through both widths. With 16-bit input the input gain
+  // leaves enough headroom that every intermediate of the 16-bit path fits
+  // its 16-bit storage (the DC blocker and integrator run on a 32-bit row),
+  // so the two paths agree exactly even at full scale.
+  const size_t n = 40 * kBlock;
+  std::vector<std::vector<int>> wide;
+  std::vector<std::vector<short>> narrow;
+  for (unsigned c = 0; c < 6; ++c) {
+    wide.push_back(Noise<int>(n, 32767, 20 + c));
+    narrow.emplace_back(wide.back().begin(), wide.back().end());
+  }
+  Processor a, b;
+  const auto outWide = RunPlanar<int>(a, wide);
+  const auto outNarrow = RunPlanar<short>(b, narrow);
+  for (int c = 0; c < 6; ++c) EXPECT_TRUE(std::equal(outWide[c].begin(), outWide[c].end(), outNarrow[c].begin())) << c;
+}
+
+TEST(Soundbar, OutputFadeScalesEveryChannelByTheTable) {
+  const size_t n = 12 * kBlock;
+  std::vector<std::vector<int>> rows;
+  for (unsigned c = 0; c < 6; ++c) rows.push_back(Noise<int>(n, 1 << 20, 30 + c));
+  Processor faded, plain;
+  std::vector<int> in(6 * kBlock), outF(6 * kBlock), outP(6 * kBlock);
+  for (size_t start = 0; start < n; start += kBlock) {
+    const bool fadeStarts = start == 4 * kBlock;
+    for (CSoundbar4Fxd* sb : {static_cast<CSoundbar4Fxd*>(&faded), static_cast<CSoundbar4Fxd*>(&plain)}) {
+      for (int c = 0; c < 6; ++c) std::copy_n(rows[c].begin() + static_cast<long>(start), kBlock, in.begin() + c * kBlock);
+      const uint32_t saved = CSoundbar4Fxd::outputFadePosition;
+      if (sb == &plain) CSoundbar4Fxd::outputFadePosition = kInactive;
+      else if (fadeStarts) CSoundbar4Fxd::outputFadePosition = 0;
+      sb->Process(in.data(), kBlock, 6, sb == &plain ? outP.data() : outF.data(), kBlock, 6, 0);
+      if (sb == &plain) CSoundbar4Fxd::outputFadePosition = saved;
+    }
+    const uint64_t pos0 = start >= 4 * kBlock ? start - 4 * kBlock : 1u << 20;
+    for (int c = 0; c < 6; ++c)
+      for (int i = 0; i < kBlock; ++i) {
+        const int expect = pos0 + i < 1024 ? static_cast<int>((static_cast<int64_t>(outP[c * kBlock + i]) *
+                                                               SoundbarOutputFadeTable[pos0 + i]) >> 15)
+                                           : outP[c * kBlock + i];
+        ASSERT_EQ(outF[c * kBlock + i], expect) << start << " " << c << " " << i;
+      }
+  }
+  EXPECT_EQ(CSoundbar4Fxd::outputFadePosition, 1024u);
+  StopFades();
+}
+
+TEST(Soundbar, DistanceChangeRebuildsAtTheSilentPoint) {
+  Processor sb(48000, 50, 1);
+  std::vector<int> in(6 * kBlock), out(6 * kBlock);
+  sb.SetDistance(30);
+  EXPECT_EQ(sb.Distance(), 30);
+  EXPECT_EQ(CSoundbar4Fxd::inputFadePosition, 0u);
+  for (int block = 1; block <= 13; ++block) {
+    std::fill(in.begin(), in.end(), 1 << 16);
+    sb.Process(in.data(), kBlock, 6, out.data(), kBlock, 6, 0);
+    // The output fade restarts only with the rebuild, in the twelfth block
+    // (input fade position 1408 -> 1536).
+    const uint32_t expectOut = block < 12 ? kInactive : static_cast<uint32_t>((block - 11) * kBlock);
+    ASSERT_EQ(CSoundbar4Fxd::outputFadePosition, expectOut) << block;
+    if (block == 12)  // the faded input reaches silence at its end
+      for (int c = 0; c < 6; ++c)
+        for (int i = kBlock - 3; i < kBlock; ++i) EXPECT_EQ(in[c * kBlock + i], 0);
+  }
+  EXPECT_EQ(CSoundbar4Fxd::inputFadePosition, 13u * kBlock);
+  StopFades();
+}
+
+TEST(Soundbar, RefusalsAndOtherChannelCounts) {
+  Processor sb;
+  std::vector<int> in(8 * kBlock, 1000), out(8 * kBlock, 7);
+  // Four channels: nothing computed or written, but the input is scaled.
+  sb.Process(in.data(), kBlock, 4, out.data(), kBlock, 6, 0);
+  EXPECT_TRUE(std::all_of(out.begin(), out.end(), [](int v) { return v == 7; }));
+  EXPECT_TRUE(std::all_of(in.begin(), in.begin() + 4 * kBlock, [](int v) { return v == Scaled(1000); }));
+  // Refused, neither buffer touched: too many frames, a frame stride below
+  // six, overlapping planar rows, no filters for the rate.
+  std::fill(in.begin(), in.end(), 1000);
+  sb.Process(in.data(), kBlock + 1, 2, out.data(), kBlock + 1, 6, 0);
+  sb.Process(in.data(), kBlock, 2, out.data(), kBlock, 5, 1);
+  sb.Process(in.data(), kBlock, 2, out.data(), kBlock - 1, 6, 0);
+  Processor unsupported(32000);
+  EXPECT_FALSE(unsupported.FiltersReady());
+  unsupported.Process(in.data(), kBlock, 2, out.data(), kBlock, 6, 0);
+  unsupported.Bypass(in.data(), kBlock, 2, out.data(), kBlock, 6, 0);
+  EXPECT_TRUE(std::all_of(in.begin(), in.end(), [](int v) { return v == 1000; }));
+  EXPECT_TRUE(std::all_of(out.begin(), out.end(), [](int v) { return v == 7; }));
+}
+
+TEST(Soundbar, BypassCopiesWithTheInputGain) {
+  Processor sb;
+  std::vector<short> in(8 * kBlock), out(6 * kBlock, 7);
+  for (size_t i = 0; i < in.size(); ++i) in[i] = static_cast<short>(i * 37 % 20000 - 10000);
+  const std::vector<short> original = in;
+  sb.Bypass(in.data(), kBlock, 8, out.data(), kBlock, 6, 1);  // 8-channel interleaved frames
+  for (int n = 0; n < kBlock; ++n)
+    for (int c = 0; c < 6; ++c) ASSERT_EQ(out[n * 6 + c], static_cast<short>((original[n * 8 + c] * 11469) >> 15));
+  sb.Bypass(in.data(), kBlock, 2, out.data(), kBlock, 6, 0);  // stereo planar: outputs 4 and 5
+  for (int n = 0; n < kBlock; ++n) {
+    for (int c = 0; c < 4; ++c) ASSERT_EQ(out[c * kBlock + n], 0);
+    ASSERT_EQ(out[4 * kBlock + n], in[n]);
+    ASSERT_EQ(out[5 * kBlock + n], in[kBlock + n]);
+  }
+}
+
+TEST(SoundbarBatch, ProgressLinesAndDistanceSwitching) {
+  Processor sb(48000, 50, 1);
+  std::vector<short> in16(10 * kBlock * 2), out16(10 * kBlock * 6);
+  testing::internal::CaptureStdout();
+  sb.BatchProcess(in16.data(), 10 * kBlock, 2, out16.data(), 0, 6, 1, 0);
+  const std::string text = testing::internal::GetCapturedStdout();
+  EXPECT_EQ(text.substr(0, 70), "   10%\r   20%\r   30%\r   40%\r   50%\r   60%\r   70%\r   80%\r   90%\r  100%\r");
+  EXPECT_EQ(text.substr(text.size() - 6), " sec.\n");
+  EXPECT_EQ(CSoundbar4Fxd::inputFadePosition, kInactive);  // the 16-bit form never switches
+
+  // 32-bit form at 48 kHz, 128-frame blocks: the block ending at sample
+  // 240000 (five seconds) switches, the one before does not.
+  std::vector<int> in(240000 * 2), out(240000 * 6);
+  testing::internal::CaptureStdout();
+  sb.BatchProcess(in.data(), 240000 - kBlock, 2, out.data(), 0, 6, 1, 0);
+  EXPECT_EQ(CSoundbar4Fxd::inputFadePosition, kInactive);
+  std::srand(7);
+  sb.BatchProcess(in.data(), 240000, 2, out.data(), 0, 6, 1, 0);
+  const std::string tail = testing::internal::GetCapturedStdout();
+  EXPECT_EQ(CSoundbar4Fxd::inputFadePosition, 0u);
+  const int d = sb.Distance();
+  EXPECT_TRUE(d == 30 || d == 40 || d == 50 || d == 60 || d == 70) << d;
+  // Fewer frames than a block: only the time line.
+  testing::internal::CaptureStdout();
+  sb.BatchProcess(in.data(), kBlock - 1, 2, out.data(), 0, 6, 1, 0);
+  const std::string nothing = testing::internal::GetCapturedStdout();
+  EXPECT_EQ(nothing.find('%'), std::string::npos);
+  StopFades();
+}
+
+}  // namespace
