@@ -16,6 +16,7 @@
 #include "api/HVSFX_Switches.h"
 #include "api/HVSFX_AdaVControl.h"
 #include "api/HVSFX_EQControl.h"
+#include "api/HVSFX_SoundbarControl.h"
 
 #ifdef __cplusplus
 /* C++ interfaces: FFT kit and processing classes. */
@@ -28,6 +29,7 @@
 #include "filters/CDCBlockerMAFxd.h"
 #include "filters/CNGOIntegratorFxd.h"
 #include "filters/CDelayLineFxd.h"
+#include "soundbar/CSoundbar4Fxd.h"
 #endif  /* __cplusplus */
 
 #endif

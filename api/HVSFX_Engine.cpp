@@ -8,6 +8,7 @@
 #include "../fixedpoint/FixedPoint.h"
 #include "../loudness/CAdaptiveVolume_S24.h"
 #include "../loudness/CDynamicRangeControl.h"
+#include "../soundbar/CSoundbar4Fxd.h"
 #include "EngineInternal.h"
 
 using namespace fxp;
@@ -65,6 +66,11 @@ void FromShortDomain(int* v, size_t count) {
   for (size_t i = 0; i < count; ++i) v[i] = ShlWrap32(v[i], 8);
 }
 
+// (v + 128) asr 2 of a working sample: the virtualizer's quarter scale. The
+// rounding constant is the 16-bit domain's 128, kept as the chain has it;
+// the add is done in 64 bits.
+int ToSoundbarDomain(int v) { return static_cast<int>(Asr64(static_cast<int64_t>(v) + 128, 2)); }
+
 bool IsSixInSixOut(const HVSFX_Param& p) { return p.nInChannels == 6 && p.nOutChannels == 6; }
 
 // ---- Module creation and release --------------------------------------------
@@ -82,7 +88,11 @@ void FreeLfeEqualizer() {
   delete ptr_EQ_LFE;
   ptr_EQ_LFE = nullptr;
 }
-void FreeSoundbar() {}
+void FreeSoundbar() {
+  if (ptr_Soundbar != nullptr) ptr_Soundbar->Free();
+  delete ptr_Soundbar;
+  ptr_Soundbar = nullptr;
+}
 void FreeLfeLeveller() {
   delete ptr_AdaV_LFE;
   ptr_AdaV_LFE = nullptr;
@@ -158,7 +168,14 @@ void CreateLfeLeveller(const HVSFX_Param& p) {
   ptr_AdaV_LFE = new CAdaptiveVolume_S24(p.nSampleRate, 32768, p.nLFESVMode, p.nLFESVRelativeVolume,
                                          p.nLFESVStationSigMs, p.nLFESVBaseFlag);
 }
-void CreateSoundbar(const HVSFX_Param& /*p*/) {}     // step 8
+// The soundbar virtualizer, with a band-split look-ahead of 128 samples.
+constexpr int kSoundbarBandLookahead = 128;
+void CreateSoundbar(const HVSFX_Param& p) {
+  FreeSoundbar();
+  ptr_Soundbar = new CSoundbar4Fxd();
+  ptr_Soundbar->Init(p.nSampleRate, p.nInChannels, p.nFrameSize, kSoundbarBandLookahead, p.nSoundbarDistance,
+                     p.nSoundbarAngle);
+}
 
 // Frees the working buffers the engine made and clears the pointers to them
 // in `current`, the record handed to the present call (if any, and if it
@@ -186,8 +203,45 @@ void CreateWorkingBuffers(HVSFX_Param& p) {
 
 // ---- Chain stages (ProcessModule) --------------------------------------------
 
-// Stage 1: soundbar virtualizer with the LFE pre-mix, 6 in / 6 out only.
-bool RunSoundbarStage(HVSFX_Param& /*p*/) { return false; }
+// The LFE pre-mix: row 3 becomes the sum of every row halved (each halved
+// separately, truncating), band-filtered by the LFE equalizer.
+void MixLfe(HVSFX_Param& p) {
+  const int n = p.nFrameSize;
+  int* rows[6];
+  for (int c = 0; c < 6; ++c) rows[c] = Row(p.pInBuf, c, n);
+  for (int i = 0; i < n; ++i) {
+    int lfe = Asr32(rows[3][i], 1);
+    for (int c : {0, 1, 2, 4, 5}) lfe = AddWrap32(lfe, Asr32(rows[c][i], 1));
+    rows[3][i] = lfe;
+  }
+  ptr_EQ_LFE->EQProcess(Row(p.pOutBuf, 3, n), rows[3], 1, n);
+  std::memcpy(rows[3], Row(p.pOutBuf, 3, n), sizeof(int) * static_cast<size_t>(n));
+}
+
+// Soundbar virtualizer with the LFE pre-mix, 6 in / 6 out only, at a rate
+// the virtualizer has filters for. It works a quarter of the working scale
+// down, (v + 128) asr 2, and its outputs are scaled back by 4, the full-range
+// channels (not the LFE) shifted up by nGainShift on top.
+bool SoundbarRuns(const HVSFX_Param& p) {
+  return ptr_Soundbar != nullptr && p.bSoundbarEnable && IsSixInSixOut(p) && ptr_Soundbar->FiltersReady();
+}
+bool RunSoundbarStage(HVSFX_Param& p) {
+  if (!SoundbarRuns(p)) return false;
+  const int n = p.nFrameSize;
+  const size_t count = static_cast<size_t>(n) * 6;
+  for (size_t i = 0; i < count; ++i) p.pInBuf[i] = ToSoundbarDomain(p.pInBuf[i]);
+  if (p.bLFECopyEnable && ptr_EQ_LFE != nullptr) MixLfe(p);
+  if (nSoundbarFilterResetFlag.exchange(0) == 1) ptr_Soundbar->Reset();
+  ptr_Soundbar->Process(p.pInBuf, n, p.nInChannels, p.pOutBuf, n, p.nOutChannels, 0);
+  // x 4 back to the working scale; the full-range rows also << nGainShift.
+  const int shift = p.nGainShift > 0 ? p.nGainShift : 0;
+  for (int c = 0; c < 6; ++c) {
+    int* row = Row(p.pOutBuf, c, n);
+    const int extra = c == 3 ? 0 : shift;
+    for (int i = 0; i < n; ++i) row[i] = ShlWrap32(ShlWrap32(row[i], 2), extra);
+  }
+  return true;
+}
 
 // Stages 2 and 4: the LFE adaptive volume runs on row 3 before the main
 // adaptive volume, and its result is written back after it.
@@ -293,7 +347,7 @@ int LatencyFrames(const HVSFX_Param& p) {
   if (!AnyChainSwitchOn(p)) return 0;  // samples pass through untouched
   const int n = p.nFrameSize;
   int frames = n;  // gathering: the output lags the input by one block
-  // >>> Soundbar: its band and filter delays are added here while its stage runs.
+  if (SoundbarRuns(p)) frames += ptr_Soundbar->MainChannelDelay();  // DC blocker, FIR and band split
   if (LevellerRuns(p)) frames += ptr_AdaV->GetLookAhead() * ptr_AdaV->GetFrameLength();
   if (LimiterRuns(p)) frames += n;  // one block of look-ahead
   return frames;

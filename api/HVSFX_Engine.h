@@ -71,8 +71,13 @@ HVFX_API int HVSFX_Release(HVSFX_Param* param);
  * its delay whether or not the main leveller runs. With surround or dynamic
  * bass as the only switches and the limiter off no stage processes a block
  * and the input never reaches the output; the figure is then the block lag.
- * The soundbar stage, while it runs, adds its delay on the channels it
- * virtualizes; the channels it passes through lag differently.
+ * While the soundbar stage runs (bSoundbarEnable, 6 in / 6 out, 44.1 or
+ * 48 kHz) it adds 383 frames on the channels it virtualizes, 0, 1, 4 and 5
+ * (DC blocker 127 + FIR 128 + band split 128; its band split and FIR are
+ * linear-phase, so their response is centred on that delay and starts
+ * before it). The centre channel 2, which it passes through after the DC
+ * blocker's and the FIR's delay only (255 frames), then lags 128 frames
+ * less than the figure.
  * Returns 1, or 0 (nothing written) for a null argument, an engine that is
  * not initialised, or a record other than the one it was initialised with.
  * Call it from a control thread. */

@@ -10,6 +10,7 @@
 #include "HVSFX_AdaVControl.h"
 #include "HVSFX_EQControl.h"
 #include "HVSFX_Engine.h"
+#include "HVSFX_SoundbarControl.h"
 #include "HVSFX_Switches.h"
 
 HVSFX_Param s_HVSFX_Param = HVSFX_Param_Default;
@@ -186,5 +187,36 @@ int HVTralo_DynamicBass_SetLevel(int level) { return HVSFX_DynamicBass_SetLevel(
 int HVTralo_DynamicBass_GetLevel(int* level) { return HVSFX_DynamicBass_GetLevel(&s_HVSFX_Param, level); }
 int HVTralo_DynamicBass_SetCutOffFreq(int hz) { return HVSFX_DynamicBass_SetCutOffFreq(&s_HVSFX_Param, hz); }
 int HVTralo_DynamicBass_GetCutOffFreq(int* hz) { return HVSFX_DynamicBass_GetCutOffFreq(&s_HVSFX_Param, hz); }
+
+int HVTralo_Soundbar_SetEnable(bool enable) { return HVSFX_Soundbar_SetEnable(&s_HVSFX_Param, enable); }
+int HVTralo_Soundbar_GetEnable(bool* enable) { return HVSFX_Soundbar_GetEnable(&s_HVSFX_Param, enable); }
+int HVTralo_Soundbar_SetDistance(int distance) { return HVSFX_Soundbar_SetDistance(&s_HVSFX_Param, distance); }
+int HVTralo_Soundbar_GetDistance(int* distance) { return HVSFX_Soundbar_GetDistance(&s_HVSFX_Param, distance); }
+int HVTralo_Soundbar_SetAngle(int angle) { return HVSFX_Soundbar_SetAngle(&s_HVSFX_Param, angle); }
+int HVTralo_Soundbar_GetAngle(int* angle) { return HVSFX_Soundbar_GetAngle(&s_HVSFX_Param, angle); }
+int HVTralo_Soundbar_SetLFECopyEnable(bool enable) {
+  return HVSFX_Soundbar_SetLFECopyEnable(&s_HVSFX_Param, enable);
+}
+int HVTralo_Soundbar_GetLFECopyEnable(bool* enable) {
+  return HVSFX_Soundbar_GetLFECopyEnable(&s_HVSFX_Param, enable);
+}
+int HVTralo_Soundbar_SetLFEFreq(int hz) { return HVSFX_Soundbar_SetLFEFreq(&s_HVSFX_Param, hz); }
+int HVTralo_Soundbar_GetLFEFreq(int* hz) { return HVSFX_Soundbar_GetLFEFreq(&s_HVSFX_Param, hz); }
+int HVTralo_Soundbar_SetLFEGain(int db) { return HVSFX_Soundbar_SetLFEGain(&s_HVSFX_Param, db); }
+int HVTralo_Soundbar_GetLFEGain(int* db) { return HVSFX_Soundbar_GetLFEGain(&s_HVSFX_Param, db); }
+int HVTralo_Soundbar_SetLFESVEnable(bool enable) { return HVSFX_Soundbar_SetLFESVEnable(&s_HVSFX_Param, enable); }
+int HVTralo_Soundbar_GetLFESVEnable(bool* enable) { return HVSFX_Soundbar_GetLFESVEnable(&s_HVSFX_Param, enable); }
+int HVTralo_Soundbar_SetLFESVParam(int mode, int relativeVolume, int stationMs, int baseFlag) {
+  return HVSFX_Soundbar_SetLFESVParam(&s_HVSFX_Param, mode, relativeVolume, stationMs, baseFlag);
+}
+int HVTralo_Soundbar_GetLFESVParam(int* mode, int* relativeVolume, int* stationMs, int* baseFlag) {
+  return HVSFX_Soundbar_GetLFESVParam(&s_HVSFX_Param, mode, relativeVolume, stationMs, baseFlag);
+}
+int HVTralo_Soundbar_SetLFESVVolUpDownRate(int upRate, int downRate) {
+  return HVSFX_Soundbar_SetLFESVVolUpDownRate(&s_HVSFX_Param, upRate, downRate);
+}
+int HVTralo_Soundbar_GetLFESVVolUpDownRate(int* upRate, int* downRate) {
+  return HVSFX_Soundbar_GetLFESVVolUpDownRate(&s_HVSFX_Param, upRate, downRate);
+}
 
 }  // extern "C"

@@ -92,6 +92,27 @@ HVFX_API int HVTralo_DynamicBass_GetLevel(int* level);
 HVFX_API int HVTralo_DynamicBass_SetCutOffFreq(int hz);
 HVFX_API int HVTralo_DynamicBass_GetCutOffFreq(int* hz);
 
+/* Soundbar virtualizer (5.1 at 44.1 or 48 kHz) and the LFE stage; see
+ * HVSFX_Switches.h and HVSFX_SoundbarControl.h. */
+HVFX_API int HVTralo_Soundbar_SetEnable(bool enable);
+HVFX_API int HVTralo_Soundbar_GetEnable(bool* enable);
+HVFX_API int HVTralo_Soundbar_SetDistance(int distance);
+HVFX_API int HVTralo_Soundbar_GetDistance(int* distance);
+HVFX_API int HVTralo_Soundbar_SetAngle(int angle);
+HVFX_API int HVTralo_Soundbar_GetAngle(int* angle);
+HVFX_API int HVTralo_Soundbar_SetLFECopyEnable(bool enable);
+HVFX_API int HVTralo_Soundbar_GetLFECopyEnable(bool* enable);
+HVFX_API int HVTralo_Soundbar_SetLFEFreq(int hz);
+HVFX_API int HVTralo_Soundbar_GetLFEFreq(int* hz);
+HVFX_API int HVTralo_Soundbar_SetLFEGain(int db);
+HVFX_API int HVTralo_Soundbar_GetLFEGain(int* db);
+HVFX_API int HVTralo_Soundbar_SetLFESVEnable(bool enable);
+HVFX_API int HVTralo_Soundbar_GetLFESVEnable(bool* enable);
+HVFX_API int HVTralo_Soundbar_SetLFESVParam(int mode, int relativeVolume, int stationMs, int baseFlag);
+HVFX_API int HVTralo_Soundbar_GetLFESVParam(int* mode, int* relativeVolume, int* stationMs, int* baseFlag);
+HVFX_API int HVTralo_Soundbar_SetLFESVVolUpDownRate(int upRate, int downRate);
+HVFX_API int HVTralo_Soundbar_GetLFESVVolUpDownRate(int* upRate, int* downRate);
+
 #ifdef __cplusplus
 }
 #endif

@@ -17,6 +17,7 @@
 #include "api/FrontInternal.h"
 #include "api/HVSFX_AdaVControl.h"
 #include "api/HVSFX_EQControl.h"
+#include "api/HVSFX_SoundbarControl.h"
 #include "api/HVSFX_Switches.h"
 #include "api/HVTralo_Front.h"
 #include "eq/CHVAudioEQ_Ts.h"
@@ -215,6 +216,42 @@ TEST_F(Front, EveryForwarderReachesItsEngineFunction) {
        [](HVSFX_Param* p, Out&) { return HVSFX_DynamicBass_SetLevel(p, 9); }},
       {"DynamicBass_SetCutOffFreq", [](Out&) { return HVTralo_DynamicBass_SetCutOffFreq(90); },
        [](HVSFX_Param* p, Out&) { return HVSFX_DynamicBass_SetCutOffFreq(p, 90); }},
+      {"Soundbar_SetEnable", [](Out&) { return HVTralo_Soundbar_SetEnable(true); },
+       [](HVSFX_Param* p, Out&) { return HVSFX_Soundbar_SetEnable(p, true); }},
+      {"Soundbar_SetDistance", [](Out&) { return HVTralo_Soundbar_SetDistance(60); },
+       [](HVSFX_Param* p, Out&) { return HVSFX_Soundbar_SetDistance(p, 60); }},
+      {"Soundbar_SetAngle", [](Out&) { return HVTralo_Soundbar_SetAngle(2); },
+       [](HVSFX_Param* p, Out&) { return HVSFX_Soundbar_SetAngle(p, 2); }},
+      {"Soundbar_SetLFECopyEnable", [](Out&) { return HVTralo_Soundbar_SetLFECopyEnable(false); },
+       [](HVSFX_Param* p, Out&) { return HVSFX_Soundbar_SetLFECopyEnable(p, false); }},
+      {"Soundbar_SetLFEFreq", [](Out&) { return HVTralo_Soundbar_SetLFEFreq(130); },
+       [](HVSFX_Param* p, Out&) { return HVSFX_Soundbar_SetLFEFreq(p, 130); }},
+      {"Soundbar_SetLFEGain", [](Out&) { return HVTralo_Soundbar_SetLFEGain(-4); },
+       [](HVSFX_Param* p, Out&) { return HVSFX_Soundbar_SetLFEGain(p, -4); }},
+      {"Soundbar_SetLFESVEnable", [](Out&) { return HVTralo_Soundbar_SetLFESVEnable(false); },
+       [](HVSFX_Param* p, Out&) { return HVSFX_Soundbar_SetLFESVEnable(p, false); }},
+      {"Soundbar_SetLFESVParam", [](Out&) { return HVTralo_Soundbar_SetLFESVParam(0, 55, 8000, 1); },
+       [](HVSFX_Param* p, Out&) { return HVSFX_Soundbar_SetLFESVParam(p, 0, 55, 8000, 1); }},
+      {"Soundbar_SetLFESVVolUpDownRate", [](Out&) { return HVTralo_Soundbar_SetLFESVVolUpDownRate(9, 5); },
+       [](HVSFX_Param* p, Out&) { return HVSFX_Soundbar_SetLFESVVolUpDownRate(p, 9, 5); }},
+      {"Soundbar_GetEnable", [](Out& o) { return HVTralo_Soundbar_GetEnable(&o.b); },
+       [](HVSFX_Param* p, Out& o) { return HVSFX_Soundbar_GetEnable(p, &o.b); }},
+      {"Soundbar_GetDistance", [](Out& o) { return HVTralo_Soundbar_GetDistance(&o.i[0]); },
+       [](HVSFX_Param* p, Out& o) { return HVSFX_Soundbar_GetDistance(p, &o.i[0]); }},
+      {"Soundbar_GetAngle", [](Out& o) { return HVTralo_Soundbar_GetAngle(&o.i[0]); },
+       [](HVSFX_Param* p, Out& o) { return HVSFX_Soundbar_GetAngle(p, &o.i[0]); }},
+      {"Soundbar_GetLFECopyEnable", [](Out& o) { return HVTralo_Soundbar_GetLFECopyEnable(&o.b); },
+       [](HVSFX_Param* p, Out& o) { return HVSFX_Soundbar_GetLFECopyEnable(p, &o.b); }},
+      {"Soundbar_GetLFEFreq", [](Out& o) { return HVTralo_Soundbar_GetLFEFreq(&o.i[0]); },
+       [](HVSFX_Param* p, Out& o) { return HVSFX_Soundbar_GetLFEFreq(p, &o.i[0]); }},
+      {"Soundbar_GetLFEGain", [](Out& o) { return HVTralo_Soundbar_GetLFEGain(&o.i[0]); },
+       [](HVSFX_Param* p, Out& o) { return HVSFX_Soundbar_GetLFEGain(p, &o.i[0]); }},
+      {"Soundbar_GetLFESVEnable", [](Out& o) { return HVTralo_Soundbar_GetLFESVEnable(&o.b); },
+       [](HVSFX_Param* p, Out& o) { return HVSFX_Soundbar_GetLFESVEnable(p, &o.b); }},
+      {"Soundbar_GetLFESVParam", [](Out& o) { return HVTralo_Soundbar_GetLFESVParam(&o.i[0], &o.i[1], &o.i[2], &o.i[3]); },
+       [](HVSFX_Param* p, Out& o) { return HVSFX_Soundbar_GetLFESVParam(p, &o.i[0], &o.i[1], &o.i[2], &o.i[3]); }},
+      {"Soundbar_GetLFESVVolUpDownRate", [](Out& o) { return HVTralo_Soundbar_GetLFESVVolUpDownRate(&o.i[0], &o.i[1]); },
+       [](HVSFX_Param* p, Out& o) { return HVSFX_Soundbar_GetLFESVVolUpDownRate(p, &o.i[0], &o.i[1]); }},
       {"DRC_GetEnable", [](Out& o) { return HVTralo_DRC_GetEnable(&o.b); },
        [](HVSFX_Param* p, Out& o) { return HVSFX_DRC_GetEnable(p, &o.b); }},
       {"AutoLevel_GetEnable", [](Out& o) { return HVTralo_AutoLevel_GetEnable(&o.b); },
@@ -272,6 +309,15 @@ TEST_F(Front, GettersRefuseNullPointersAndLatencyFollowsTheMasterSwitch) {
       [] { return HVTralo_DynamicBass_GetEnable(nullptr); },
       [] { return HVTralo_DynamicBass_GetLevel(nullptr); },
       [] { return HVTralo_DynamicBass_GetCutOffFreq(nullptr); },
+      [] { return HVTralo_Soundbar_GetEnable(nullptr); },
+      [] { return HVTralo_Soundbar_GetDistance(nullptr); },
+      [] { return HVTralo_Soundbar_GetAngle(nullptr); },
+      [] { return HVTralo_Soundbar_GetLFECopyEnable(nullptr); },
+      [] { return HVTralo_Soundbar_GetLFEFreq(nullptr); },
+      [] { return HVTralo_Soundbar_GetLFEGain(nullptr); },
+      [] { return HVTralo_Soundbar_GetLFESVEnable(nullptr); },
+      [&] { return HVTralo_Soundbar_GetLFESVParam(&i, nullptr, &i, &i); },
+      [&] { return HVTralo_Soundbar_GetLFESVVolUpDownRate(&i, nullptr); },
   };
   for (const auto& getter : nullGetters) EXPECT_EQ(getter(), 0);
 
