@@ -1,7 +1,7 @@
 // Cost of the fixed-point FFT kit per transform at n = 256 and 1024: the one-
 // and two-channel forward and inverse real transforms, beside FFTW's
-// single-precision real transforms of the same size (when FFTW is found at
-// configure time) measured in the same run.
+// single-precision real transforms of the same size and kissfft's float real
+// transform (each when found at configure time), measured in the same run.
 //
 // Every iteration first copies a fresh input into the working array (the kit
 // works in place; FFTW's inverse overwrites its input), for both libraries
@@ -17,6 +17,9 @@
 
 #if defined(HVFX_HAVE_FFTW)
 #include <fftw3.h>
+#endif
+#if defined(HVFX_HAVE_KISSFFT)
+#include <kiss_fftr.h>
 #endif
 
 namespace {
@@ -150,6 +153,27 @@ void BM_Fftwf_C2R(benchmark::State& state) {
 
 BENCHMARK(BM_Fftwf_R2C)->Arg(256)->Arg(1024);
 BENCHMARK(BM_Fftwf_C2R)->Arg(256)->Arg(1024);
+#endif
+
+#if defined(HVFX_HAVE_KISSFFT)
+// kissfft's float real transform (real to n/2 + 1 complex bins), forward.
+void BM_KissFftr_Forward(benchmark::State& state) {
+  const int n = static_cast<int>(state.range(0));
+  const std::vector<int> signal = TestSignal(n, 1);
+  const std::vector<float> input(signal.begin(), signal.end());
+  std::vector<float> work(input.size());
+  std::vector<kiss_fft_cpx> spectrum(static_cast<size_t>(n) / 2 + 1);
+  kiss_fftr_cfg cfg = kiss_fftr_alloc(n, 0, nullptr, nullptr);
+  for (auto _ : state) {
+    std::memcpy(work.data(), input.data(), n * sizeof(float));
+    kiss_fftr(cfg, work.data(), spectrum.data());
+    benchmark::DoNotOptimize(spectrum.data());
+    benchmark::ClobberMemory();
+  }
+  kiss_fftr_free(cfg);
+}
+
+BENCHMARK(BM_KissFftr_Forward)->Arg(256)->Arg(1024);
 #endif
 
 }  // namespace
