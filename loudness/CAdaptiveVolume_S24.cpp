@@ -7,6 +7,7 @@
 #include "../fixedpoint/FixedPoint.h"
 #include "../fixedpoint/ScalarMath.h"
 #include "AdaptiveVolumeTables.h"
+#include "LevellerBandBankInternal.h"
 
 using namespace fxp;
 
@@ -92,6 +93,19 @@ int SpanCount(int s, int e, int len) {
   return count < 1 ? count + len : count;
 }
 
+// The entries of the span s ... e (wrapping, as SpanCount counts them) as at
+// most two contiguous index ranges [from, to): sums over a span need no
+// wrap test per entry.
+template <class RangeFn>
+void ForEachSegment(int s, int e, int len, RangeFn range) {
+  if (e - s + 1 >= 1) {
+    range(s, e + 1);
+  } else {
+    range(s, len);
+    range(0, e + 1);
+  }
+}
+
 // Sum of squares of n samples, modulo 2^64 as an unsigned value: exact while
 // |y| < 2^27 (n <= 256), never negative.
 uint64_t SumOfSquares(const int* y, int n) {
@@ -99,6 +113,37 @@ uint64_t SumOfSquares(const int* y, int n) {
   for (int i = 0; i < n; ++i) sum += static_cast<uint64_t>(Mul32x32(y[i], y[i]));
   return sum;
 }
+
+// The analysis biquad (IIR_Filter_2ord) one sample at a time, its history in
+// registers: five exact Q21 products summed modulo 2^64, rounded by 2^20,
+// shifted by 21, low 32 bits kept.
+struct Biquad {
+  int b0, b1, b2, a1, a2;
+  int x1, x2, y1, y2;
+  Biquad(const int* coefs, const int* xState, const int* yState)
+      : b0(coefs[0]), b1(coefs[1]), b2(coefs[2]), a1(coefs[3]), a2(coefs[4]),
+        x1(xState[0]), x2(xState[1]), y1(yState[0]), y2(yState[1]) {}
+  int Step(int xi) {
+    // Products of 24-bit values and 23-bit coefficients stay below 2^47;
+    // the wrapping sums cannot wrap in range.
+    int64_t acc = AddWrap64(Mul32x32(b0, xi), Mul32x32(b1, x1));
+    acc = AddWrap64(acc, Mul32x32(b2, x2));
+    acc = SubWrap64(acc, Mul32x32(a1, y1));
+    acc = SubWrap64(acc, Mul32x32(a2, y2));
+    const int yi = Asr64To32(AddWrap64(acc, kBiquadRound), 21);
+    x2 = x1;
+    x1 = xi;
+    y2 = y1;
+    y1 = yi;
+    return yi;
+  }
+  void Save(int* xState, int* yState) const {
+    xState[0] = x1;
+    xState[1] = x2;
+    yState[0] = y1;
+    yState[1] = y2;
+  }
+};
 
 // An energy sum scaled down and held at the 24-bit ceiling.
 int ScaledEnergy(uint64_t sum, int shift) {
@@ -197,7 +242,6 @@ void CAdaptiveVolume_S24::Reset() {
   std::memset(mixRight_, 0, sizeof(mixRight_));
   std::memset(shelved_, 0, sizeof(shelved_));
   std::memset(weighted_, 0, sizeof(weighted_));
-  std::memset(band_, 0, sizeof(band_));
   std::memset(xState_, 0, sizeof(xState_));
   std::memset(yState_, 0, sizeof(yState_));
   std::memset(bandRing_, 0, sizeof(bandRing_));
@@ -349,27 +393,9 @@ void CAdaptiveVolume_S24::AdaptiveMixLtRt(int* x, const int* L, const int* R, in
 
 void CAdaptiveVolume_S24::IIR_Filter_2ord(int* y, const int* x, const int* coefs, int* xState, int* yState,
                                           int n) {
-  const int b0 = coefs[0], b1 = coefs[1], b2 = coefs[2], a1 = coefs[3], a2 = coefs[4];
-  int x1 = xState[0], x2 = xState[1], y1 = yState[0], y2 = yState[1];
-  for (int i = 0; i < n; ++i) {
-    const int xi = x[i];
-    // Five Q21 products of 24-bit values (< 2^46 each), summed in 64 bits
-    // (wrapping, unreachable in range), rounded and shifted by 21.
-    int64_t acc = AddWrap64(Mul32x32(b0, xi), Mul32x32(b1, x1));
-    acc = AddWrap64(acc, Mul32x32(b2, x2));
-    acc = SubWrap64(acc, Mul32x32(a1, y1));
-    acc = SubWrap64(acc, Mul32x32(a2, y2));
-    const int yi = Asr64To32(AddWrap64(acc, kBiquadRound), 21);
-    x2 = x1;
-    x1 = xi;
-    y2 = y1;
-    y1 = yi;
-    y[i] = yi;
-  }
-  xState[0] = x1;
-  xState[1] = x2;
-  yState[0] = y1;
-  yState[1] = y2;
+  Biquad filter(coefs, xState, yState);
+  for (int i = 0; i < n; ++i) y[i] = filter.Step(x[i]);
+  filter.Save(xState, yState);
 }
 
 // ---- Frame analysis ---------------------------------------------------------------
@@ -394,22 +420,43 @@ void CAdaptiveVolume_S24::FrameProcess() {
 }
 
 // Step 1: high shelf then high pass, each with its own state.
+// The high pass runs one sample behind the shelf in the same loop, so the
+// two recursions overlap instead of following each other.
 void CAdaptiveVolume_S24::PreFilter() {
   const int n = frameLength_;
-  IIR_Filter_2ord(shelved_, analysis_, coefs_, xState_[0], yState_[0], n);
-  IIR_Filter_2ord(weighted_, shelved_, coefs_ + kAdaVCoefsPerBiquad, xState_[1], yState_[1], n);
+  if (n < 1) return;
+  Biquad shelf(coefs_, xState_[0], yState_[0]);
+  Biquad highPass(coefs_ + kAdaVCoefsPerBiquad, xState_[1], yState_[1]);
+  int previous = shelf.Step(analysis_[0]);
+  shelved_[0] = previous;
+  for (int i = 1; i < n; ++i) {
+    const int current = shelf.Step(analysis_[i]);
+    shelved_[i] = current;
+    weighted_[i - 1] = highPass.Step(previous);
+    previous = current;
+  }
+  weighted_[n - 1] = highPass.Step(previous);
+  shelf.Save(xState_[0], yState_[0]);
+  highPass.Save(xState_[1], yState_[1]);
 }
 
 // Step 2: each band filter runs every frame (its state stays continuous); its
 // energy enters the band ring only on the frames the station counter selects.
+// The bands all read the weighted frame and nothing else, so they run as one
+// bank, side by side, each summing its own squares.
 void CAdaptiveVolume_S24::MeasureBandEnergies() {
-  const int n = frameLength_;
-  for (int b = 0; b < bandCount_; ++b) {
-    const int q = 2 + b;
-    IIR_Filter_2ord(band_, weighted_, coefs_ + q * kAdaVCoefsPerBiquad, xState_[q], yState_[q], n);
-    const uint64_t e = SumOfSquares(band_, n);
-    if (stationCounter_ == 0) bandRing_[b][bandIndex_] = ScaledEnergy(e, frameShift_ + 15);
-  }
+  uint64_t energy[leveller::kMaxBankBands];
+  leveller::BandBankPass pass;
+  pass.x = weighted_;
+  pass.n = frameLength_;
+  pass.bands = bandCount_;
+  pass.coefs = coefs_ + 2 * kAdaVCoefsPerBiquad;
+  pass.xState = xState_ + 2;
+  pass.yState = yState_ + 2;
+  pass.energy = energy;
+  leveller::RunBandBank(pass);
+  if (stationCounter_ != 0) return;
+  for (int b = 0; b < bandCount_; ++b) bandRing_[b][bandIndex_] = ScaledEnergy(energy[b], frameShift_ + 15);
 }
 
 // Step 3: the share of quiet entries in each band ring, weighted by the band's
@@ -679,7 +726,9 @@ int CAdaptiveVolume_S24::GetMean_CB(const int* a, int s, int e, int len) {
   const int count = SpanCount(s, e, len);
   if (count < 2) return a[e];
   int64_t sum = 0;
-  for (int k = 0, i = e; k < count; ++k, i = i > 0 ? i - 1 : len - 1) sum += a[i];
+  ForEachSegment(s, e, len, [&](int from, int to) {
+    for (int i = from; i < to; ++i) sum += a[i];
+  });
   return static_cast<int>(sum / count);
 }
 
@@ -716,13 +765,15 @@ int CAdaptiveVolume_S24::CalCulate_IL(const int* energies, const int* levels, in
   auto gatedMean = [&](int64_t gate) {
     int64_t gatedSum = 0, plainSum = 0;
     int passed = 0;
-    for (int k = 0, i = e; k < count; ++k, i = i > 0 ? i - 1 : len - 1) {
-      plainSum += energies[i];
-      if (levels[i] > gate) {
-        gatedSum += energies[i];
-        ++passed;
+    // Without branches: whether an entry passes the gate is as good as random.
+    ForEachSegment(s, e, len, [&](int from, int to) {
+      for (int i = from; i < to; ++i) {
+        const int64_t pass = levels[i] > gate ? 1 : 0;
+        plainSum += energies[i];
+        gatedSum += energies[i] * pass;
+        passed += static_cast<int>(pass);
       }
-    }
+    });
     return passed > 0 ? gatedSum / passed : plainSum / count;
   };
   auto levelOf = [q](int64_t mean) { return mean <= 0 ? 0 : Pwr2dB(SatHigh24(mean), q); };

@@ -361,7 +361,6 @@ class HVFX_API CAdaptiveVolume_S24 {
   int mixRight_[kMaxFrameLength];
   int shelved_[kMaxFrameLength];
   int weighted_[kMaxFrameLength];
-  int band_[kMaxFrameLength];
   int xState_[8][2];
   int yState_[8][2];
 

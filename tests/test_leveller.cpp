@@ -9,9 +9,11 @@
 #include <climits>
 #include <cmath>
 #include <memory>
+#include <random>
 #include <vector>
 
 #include "loudness/CAdaptiveVolume_S24.h"
+#include "loudness/LevellerBandBankInternal.h"
 #include "support/LevellerSignals.h"
 
 // Reaches the leveller's state and single steps (a friend of the class).
@@ -181,6 +183,40 @@ TEST(LevellerProcess, OutputIsTheInputThreeFramesLateTimesTheFramesGain) {
     gainMoved |= gains[t / 256] != 262144;
   }
   EXPECT_TRUE(gainMoved);
+}
+
+// The band bank against one biquad at a time (IIR_Filter_2ord plus the sum
+// of squares), with every band count and with values far past the 16-bit
+// domain, so the 64-bit sums and the 32-bit state wrap as they would.
+TEST(LevellerBandBank, EveryBandEqualsItsOwnBiquadBitForBit) {
+  std::mt19937 rng(9);
+  std::uniform_int_distribution<int> any(INT_MIN, INT_MAX), coef(-(1 << 23), 1 << 23);
+  for (const int bands : {1, 4, 5, 6, 8})
+    for (const int range : {1 << 20, INT_MAX}) {
+      std::vector<int> x(256), coefs(static_cast<size_t>(bands) * 5), y(256);
+      for (int& v : x) v = any(rng) % range;
+      for (int& c : coefs) c = range == INT_MAX ? any(rng) : coef(rng);
+      int xs[8][2], ys[8][2], xr[8][2], yr[8][2];
+      for (int b = 0; b < 8; ++b)
+        for (int k = 0; k < 2; ++k) xs[b][k] = xr[b][k] = any(rng) % range, ys[b][k] = yr[b][k] = any(rng) % range;
+      uint64_t energy[8] = {};
+      leveller::BandBankPass pass;
+      pass.x = x.data();
+      pass.n = 256;
+      pass.bands = bands;
+      pass.coefs = coefs.data();
+      pass.xState = xs;
+      pass.yState = ys;
+      pass.energy = energy;
+      leveller::RunBandBank(pass);
+      for (int b = 0; b < bands; ++b) {
+        CAdaptiveVolume_S24::IIR_Filter_2ord(y.data(), x.data(), coefs.data() + b * 5, xr[b], yr[b], 256);
+        uint64_t e = 0;
+        for (int v : y) e += static_cast<uint64_t>(int64_t{v} * v);
+        EXPECT_EQ(energy[b], e) << bands << " bands, band " << b;
+        EXPECT_TRUE(std::equal(xs[b], xs[b] + 2, xr[b]) && std::equal(ys[b], ys[b] + 2, yr[b])) << b;
+      }
+    }
 }
 
 TEST(LevellerEdges, SlopeAndFramingRefuseWhatWouldOverflowOrReadPastTheInput) {
