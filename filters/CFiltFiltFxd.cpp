@@ -18,6 +18,7 @@
 #include <cstring>
 
 #include "../fixedpoint/FixedPoint.h"
+#include "FiltFiltLanesInternal.h"
 #include "RowTableInternal.h"
 
 namespace {
@@ -266,20 +267,88 @@ int CFiltFiltFxd::FilterBlock(const Sample* in, Sample* out, int n, int channels
   ZeroRows(backwardState, channelCount, sectionCount * kStateWords);
   for (int c = 0; c < channels; ++c) {
     int* rev = reversed[c];
-    if (n >= L) {
-      std::memcpy(rev + n, rev, static_cast<std::size_t>(L) * sizeof(int));
-    } else {
-      // Ascending on purpose: a block shorter than the look-ahead repeats
-      // its short history instead of shifting it.
-      for (int k = 0; k < L; ++k) rev[n + k] = rev[k];
-    }
-    const Sample* x = in + static_cast<std::ptrdiff_t>(c) * n;
-    for (int j = 0; j < n; ++j) rev[n - 1 - j] = x[j];
-
+    PrepareReversed(c, in + static_cast<std::ptrdiff_t>(c) * n, n);
     RunCascade(rev, backwardOut[c], span, sos[c], sosQ[c], gain[c], gainQ[c], backwardState[c], sectionCount);
     std::reverse_copy(backwardOut[c], backwardOut[c] + span, forwardBuf[c]);
     RunCascade(forwardBuf[c], out + static_cast<std::ptrdiff_t>(c) * n, n, sos[c], sosQ[c], gain[c], gainQ[c],
                forwardState[c], sectionCount);
   }
+  return 0;
+}
+
+template <class Sample>
+void CFiltFiltFxd::PrepareReversed(int c, const Sample* x, int n) {
+  const int L = lookahead;
+  int* rev = reversed[c];
+  if (n >= L) {
+    std::memmove(rev + n, rev, static_cast<std::size_t>(L) * sizeof(int));
+  } else {
+    // Ascending on purpose: a block shorter than the look-ahead repeats
+    // its short history instead of shifting it.
+    for (int k = 0; k < L; ++k) rev[n + k] = rev[k];
+  }
+  for (int j = 0; j < n; ++j) rev[n - 1 - j] = x[j];
+}
+
+namespace filtfilt {
+
+bool CascadeLanesSupported(const CascadeLane* lanes, int count, int nsos) {
+#if defined(HVFX_SIMD_AVX2) || defined(HVFX_SIMD_NEON)
+  if (count < 1 || count > kMaxLanes || nsos < 1 || nsos > kMaxLaneSections) return false;
+  auto shiftFits = [](int q) { return q >= -15 && q <= 17; };  // 15 + q in 0 ... 32
+  for (int l = 0; l < count; ++l) {
+    for (int s = 0; s < nsos; ++s)
+      if (!shiftFits(lanes[l].sosQ[s])) return false;
+    if (!shiftFits(lanes[l].gainQ[nsos])) return false;
+  }
+  return true;
+#else
+  (void)lanes;
+  (void)count;
+  (void)nsos;
+  return false;
+#endif
+}
+
+}  // namespace filtfilt
+
+int CFiltFiltFxd::FilterSideBySide(CFiltFiltFxd* const* filters, int count, int* const* in, int* const* out, int n) {
+  if (filters == nullptr || in == nullptr || out == nullptr || count < 1) return 0;
+  bool together = count <= filtfilt::kMaxLanes;
+  for (int i = 0; i < count && together; ++i) {
+    const CFiltFiltFxd* f = filters[i];
+    together = f != nullptr && in[i] != nullptr && out[i] != nullptr && f->channelCount >= 1 && n >= 1 &&
+               n <= f->maxBlock && f->lookahead == filters[0]->lookahead &&
+               f->sectionCount == filters[0]->sectionCount;
+  }
+  filtfilt::CascadeLane backward[filtfilt::kMaxLanes], forward[filtfilt::kMaxLanes];
+  if (together) {
+    for (int i = 0; i < count; ++i) {
+      CFiltFiltFxd& f = *filters[i];
+      backward[i] = {f.reversed[0], f.backwardOut[0], f.sos[0], f.sosQ[0], f.gain[0], f.gainQ[0], f.backwardState[0]};
+      forward[i] = {f.forwardBuf[0], out[i], f.sos[0], f.sosQ[0], f.gain[0], f.gainQ[0], f.forwardState[0]};
+    }
+    together = filtfilt::CascadeLanesSupported(backward, count, filters[0]->sectionCount);
+  }
+  if (!together) {
+    for (int i = 0; i < count; ++i)
+      if (filters[i] != nullptr) filters[i]->Filter(in[i], out[i], n, 1);
+    return 0;
+  }
+#if defined(HVFX_SIMD_AVX2) || defined(HVFX_SIMD_NEON)
+  const int nsos = filters[0]->sectionCount;
+  const int span = n + filters[0]->lookahead;
+  for (int i = 0; i < count; ++i) {
+    CFiltFiltFxd& f = *filters[i];
+    ZeroRows(f.backwardState, f.channelCount, f.sectionCount * kStateWords);
+    f.PrepareReversed(0, in[i], n);
+  }
+  filtfilt::RunCascadeLanes(backward, count, nsos, span);
+  for (int i = 0; i < count; ++i) {
+    CFiltFiltFxd& f = *filters[i];
+    std::reverse_copy(f.backwardOut[0], f.backwardOut[0] + span, f.forwardBuf[0]);
+  }
+  filtfilt::RunCascadeLanes(forward, count, nsos, n);
+#endif
   return 0;
 }

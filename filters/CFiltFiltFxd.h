@@ -57,6 +57,15 @@ class HVFX_API CFiltFiltFxd {
   int Filter(short* in, short* out, int n, int channelCount);
   int Filter(int* in, int* out, int n, int channelCount);
 
+  // Filters one channel of `count` filters at once, each exactly as
+  // filters[i]->Filter(in[i], out[i], n, 1): where the filters share n,
+  // their look-ahead and section count and this build has vector lanes for
+  // them, the independent recursions run side by side (up to four at a
+  // time); otherwise one after another. Buffers of different filters must
+  // not overlap (out[i] may equal in[i]). Refusals as for Filter, per
+  // filter. Returns 0.
+  static int FilterSideBySide(CFiltFiltFxd* const* filters, int count, int* const* in, int* const* out, int n);
+
   // Runs the cascade over one channel's n samples in direct form I:
   // nsos sections (sos: nsos rows of six, sosQ: nsos exponents) continue
   // from state (four words per section: x[n-1], x[n-2], y[n-1], y[n-2],
@@ -76,6 +85,10 @@ class HVFX_API CFiltFiltFxd {
  private:
   template <class Sample>
   int FilterBlock(const Sample* in, Sample* out, int n, int channels);
+  // Channel c's reversed work signal for a block of n: the block reversed,
+  // then the previous block's last L samples reversed.
+  template <class Sample>
+  void PrepareReversed(int c, const Sample* x, int n);
   template <class Sample>
   void CheckedCascade(Sample* in, Sample* out, int n, const short* sos, const short* sosQ, const short* gain,
                       const short* gainQ, int* state, int nsos);

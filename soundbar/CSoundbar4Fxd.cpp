@@ -465,6 +465,41 @@ void CSoundbar4Fxd::SplitBands(Sample* mid, Sample* side, int frames, bool front
 }
 
 template <class Sample>
+void CSoundbar4Fxd::SplitBandPairs(Sample* const* mids, Sample* const* sides, int frames, bool surround,
+                                   Sample* const* const* bands) {
+  const int pairs = surround ? 2 : 1;
+  if constexpr (sizeof(Sample) != sizeof(int32_t)) {
+    for (int p = 0; p < pairs; ++p) SplitBands(mids[p], sides[p], frames, p == 0, bands[p]);
+  } else {
+    // The (up to) four low-pass filters are independent: one call runs them
+    // together; the delays and the high bands are as in SplitBands.
+    CFiltFiltFxd* lowpass[4];
+    int* in[4];
+    int* low[4];
+    for (int p = 0; p < pairs; ++p) {
+      const bool front = p == 0;
+      Sample* const* b = bands[p];
+      (front ? frontMidBandDelay : surroundMidBandDelay)->Filter(mids[p], b[0], frames, 1);
+      (front ? frontSideBandDelay : surroundSideBandDelay)->Filter(sides[p], b[3], frames, 1);
+      lowpass[2 * p] = front ? frontMidLowpass : surroundMidLowpass;
+      lowpass[2 * p + 1] = front ? frontSideLowpass : surroundSideLowpass;
+      in[2 * p] = mids[p];
+      in[2 * p + 1] = sides[p];
+      low[2 * p] = b[1];
+      low[2 * p + 1] = b[4];
+    }
+    CFiltFiltFxd::FilterSideBySide(lowpass, 2 * pairs, in, low, frames);
+    for (int p = 0; p < pairs; ++p) {
+      Sample* const* b = bands[p];
+      for (int n = 0; n < frames; ++n) {
+        b[2][n] = PathArith<Sample>::Sub(b[0][n], b[1][n]);
+        b[5][n] = PathArith<Sample>::Sub(b[3][n], b[4][n]);
+      }
+    }
+  }
+}
+
+template <class Sample>
 int CSoundbar4Fxd::ProcessBlock(Sample* in, int frames, int inChannels, Sample* out, int outChannelStride,
                                 int outFrameStride, int interleaved) {
   using A = PathArith<Sample>;
@@ -487,7 +522,10 @@ int CSoundbar4Fxd::ProcessBlock(Sample* in, int frames, int inChannels, Sample* 
       w.frontSide[n] = A::HalfDiff(input(n, 0), input(n, 1));
     }
     ConditionSide(w.frontMid, w.frontSide, frames, true, wide);
-    SplitBands(w.frontMid, w.frontSide, frames, true, frontBands);
+    Sample* const mids[1] = {w.frontMid};
+    Sample* const sides[1] = {w.frontSide};
+    Sample* const* const pairBands[1] = {frontBands};
+    SplitBandPairs(mids, sides, frames, false, pairBands);
     const int g0 = frontGainPair[0], g1 = frontGainPair[1];
     const int k = frontGainShift + kGainShiftBias;
     const Sample* midHigh = w.bands[0][2];
@@ -517,10 +555,12 @@ int CSoundbar4Fxd::ProcessBlock(Sample* in, int frames, int inChannels, Sample* 
     ConditionSide(w.surroundMid, w.surroundSide, frames, false, wide);
     channel2Delay->Filter(w.channel2, w.channel2, frames, 1);
     channel3Delay->Filter(w.channel3, w.channel3, frames, 1);
-    SplitBands(w.frontMid, w.frontSide, frames, true, frontBands);
     Sample* const surroundBands[6] = {w.bands[2][0], w.bands[2][1], w.bands[2][2],
                                       w.bands[3][0], w.bands[3][1], w.bands[3][2]};
-    SplitBands(w.surroundMid, w.surroundSide, frames, false, surroundBands);
+    Sample* const mids[2] = {w.frontMid, w.surroundMid};
+    Sample* const sides[2] = {w.frontSide, w.surroundSide};
+    Sample* const* const pairBands[2] = {frontBands, surroundBands};
+    SplitBandPairs(mids, sides, frames, true, pairBands);
     // The high band takes the front exponent and the low band the surround
     // exponent for both pairs: the crossing is part of the design (the
     // stored exponents are equal).

@@ -183,6 +183,11 @@ class HVFX_API CSoundbar4Fxd {
   void ConditionSide(Sample* mid, Sample* side, int frames, bool front, int* wide);
   template <class Sample>
   void SplitBands(Sample* mid, Sample* side, int frames, bool front, Sample* const* bands);
+  // SplitBands of the front pair and, with `surround`, of the surround pair;
+  // the 32-bit path runs their low-pass filters side by side.
+  template <class Sample>
+  void SplitBandPairs(Sample* const* mids, Sample* const* sides, int frames, bool surround,
+                      Sample* const* const* bands);
   template <class Sample>
   int RunBatch(Sample* in, int totalFrames, int inChannels, Sample* out, int outFrameStride, int interleaved,
                int bypass, bool changeDistance);
