@@ -52,9 +52,10 @@ void CopyOutToIn(const HVSFX_Param& p) {
   std::memcpy(p.pInBuf, p.pOutBuf, sizeof(int) * static_cast<size_t>(p.nFrameSize) * static_cast<size_t>(p.nOutChannels));
 }
 
-// (v + 128) asr 8 of a working sample. The rounding add is done in 64 bits, so
-// values near the int32 limits round to the right end instead of wrapping.
-int RoundToShortDomain(int v) { return static_cast<int>(RoundAsr64(v, 8)); }
+// (v + 128) asr 8 of a working sample, as if the rounding add were done in 64
+// bits (values near the int32 limits round to the right end instead of
+// wrapping): v asr 8 plus bit 7 of v, exact in 32 bits and easy to vectorise.
+int RoundToShortDomain(int v) { return Asr32(v, 8) + (Asr32(v, 7) & 1); }
 
 // v = (v + 128) asr 8 over `count` working samples: into the 16-bit domain.
 void ToShortDomain(int* v, size_t count) {
@@ -69,7 +70,8 @@ void FromShortDomain(int* v, size_t count) {
 // (v + 128) asr 2 of a working sample: the virtualizer's quarter scale. The
 // rounding constant is the 16-bit domain's 128, kept as the chain has it;
 // the add is done in 64 bits.
-int ToSoundbarDomain(int v) { return static_cast<int>(Asr64(static_cast<int64_t>(v) + 128, 2)); }
+// (v + 128) asr 2 = (v asr 2) + 32 exactly, since 128 is a multiple of 4.
+int ToSoundbarDomain(int v) { return Asr32(v, 2) + 32; }
 
 bool IsSixInSixOut(const HVSFX_Param& p) { return p.nInChannels == 6 && p.nOutChannels == 6; }
 
@@ -267,9 +269,9 @@ void WriteBackLfe(HVSFX_Param& p) {
 bool LevellerRuns(const HVSFX_Param& p) {
   return ptr_AdaV != nullptr && p.bAdaVEnable && (p.nInChannels == 1 || p.nInChannels == 2 || p.nInChannels == 6);
 }
-bool RunLevellerStage(HVSFX_Param& p, bool soundbarRan) {
+bool RunLevellerStage(HVSFX_Param& p, bool copyFirst) {
   if (!LevellerRuns(p)) return false;
-  if (soundbarRan) CopyOutToIn(p);
+  if (copyFirst) CopyOutToIn(p);
   const int n = p.nFrameSize;
   const size_t count = static_cast<size_t>(n) * kWorkingRows;
   ToShortDomain(p.pInBuf, count);
@@ -312,16 +314,30 @@ void RunLimiterStage(HVSFX_Param& p, bool anyStageRan) {
 
 // Gathers k frames into the planar input rows at `pos` (x << 8), then emits the
 // same k frames of the previous block, rounded and saturated to 16 bits, over
-// the consumed input. All frames are read before any is written.
-void GatherAndEmit(const HVSFX_Param& p, short* samples, int pos, int k) {
+// the consumed input. All frames are read before any is written. The
+// common channel counts get a loop with a fixed stride.
+template <int kChannels>
+void GatherAndEmitFixed(const HVSFX_Param& p, short* samples, int pos, int k, int channels) {
   const int n = p.nFrameSize;
-  const int channels = p.nInChannels;
-  for (int f = 0; f < k; ++f)
-    for (int c = 0; c < channels; ++c)
-      Row(p.pInBuf, c, n)[pos + f] = ShlWrap32(samples[static_cast<size_t>(f) * channels + c], 8);
-  for (int f = 0; f < k; ++f)
-    for (int c = 0; c < channels; ++c)
-      samples[static_cast<size_t>(f) * channels + c] = Sat16(RoundToShortDomain(Row(p.pOutBuf, c, n)[pos + f]));
+  const int stride = kChannels > 0 ? kChannels : channels;
+  for (int c = 0; c < stride; ++c) {
+    int* row = Row(p.pInBuf, c, n) + pos;
+    const short* from = samples + c;
+    for (int f = 0; f < k; ++f) row[f] = ShlWrap32(from[static_cast<size_t>(f) * stride], 8);
+  }
+  for (int c = 0; c < stride; ++c) {
+    const int* row = Row(p.pOutBuf, c, n) + pos;
+    short* to = samples + c;
+    for (int f = 0; f < k; ++f) to[static_cast<size_t>(f) * stride] = Sat16(RoundToShortDomain(row[f]));
+  }
+}
+
+void GatherAndEmit(const HVSFX_Param& p, short* samples, int pos, int k) {
+  switch (p.nInChannels) {
+    case 2: return GatherAndEmitFixed<2>(p, samples, pos, k, 2);
+    case 6: return GatherAndEmitFixed<6>(p, samples, pos, k, 6);
+    default: return GatherAndEmitFixed<0>(p, samples, pos, k, p.nInChannels);
+  }
 }
 
 // RelaseAll's work; current as for FreeWorkingBuffers (may be null).
@@ -525,7 +541,8 @@ int ProcessModule(HVSFX_Param* param) {
   const bool soundbarRan = RunSoundbarStage(p);
   const bool lfeLeveller = LfeLevellerApplies(p);
   if (lfeLeveller) RunLfeLevellerStage(p, soundbarRan);
-  const bool adaVRan = RunLevellerStage(p, soundbarRan);
+  // The LFE leveller stage has already copied the virtualizer's output over.
+  const bool adaVRan = RunLevellerStage(p, soundbarRan && !lfeLeveller);
   if (lfeLeveller) WriteBackLfe(p);
   const bool eqRan = RunEqualizerStage(p, adaVRan || soundbarRan);
   RunLimiterStage(p, soundbarRan || adaVRan || eqRan);
