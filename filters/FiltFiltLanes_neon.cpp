@@ -17,56 +17,33 @@ struct Wide {
 int32x4_t Narrow(Wide v, Wide shift) {
   return vcombine_s32(vmovn_s64(vshlq_s64(v.lo, shift.lo)), vmovn_s64(vshlq_s64(v.hi, shift.hi)));
 }
-Wide NegatedCounts(const int (&v)[kMaxLanes]) {
+Wide NegatedCounts(const int32_t* v) {
   const int32x4_t c = vnegq_s32(vld1q_s32(v));
   return {vmovl_s32(vget_low_s32(c)), vmovl_high_s32(c)};
 }
 
 template <int kSections>
 void Run(const CascadeLane* lanes, int count, int n) {
+  LaneTable<kSections> t(lanes, count);
   int32x4_t b0[kSections], b1[kSections], b2[kSections], a1[kSections], a2[kSections];
   int32x4_t x1[kSections], x2[kSections], y1[kSections], y2[kSections];
   Wide shift[kSections];
-  int spare[kSections * 4] = {};  // state of unused lanes
-  int* state[kMaxLanes];
-  for (int l = 0; l < kMaxLanes; ++l) state[l] = l < count ? lanes[l].state : spare;
   for (int s = 0; s < kSections; ++s) {
-    int c[6][kMaxLanes] = {}, st[4][kMaxLanes] = {};
-    for (int l = 0; l < count; ++l) {
-      const short* row = lanes[l].sos + s * 6;
-      c[0][l] = row[0];
-      c[1][l] = row[1];
-      c[2][l] = row[2];
-      c[3][l] = row[4];
-      c[4][l] = row[5];
-      c[5][l] = 15 + lanes[l].sosQ[s];
-    }
-    for (int l = 0; l < kMaxLanes; ++l)
-      for (int w = 0; w < 4; ++w) st[w][l] = state[l][s * 4 + w];
-    b0[s] = vld1q_s32(c[0]);
-    b1[s] = vld1q_s32(c[1]);
-    b2[s] = vld1q_s32(c[2]);
-    a1[s] = vld1q_s32(c[3]);
-    a2[s] = vld1q_s32(c[4]);
-    shift[s] = NegatedCounts(c[5]);
-    x1[s] = vld1q_s32(st[0]);
-    x2[s] = vld1q_s32(st[1]);
-    y1[s] = vld1q_s32(st[2]);
-    y2[s] = vld1q_s32(st[3]);
+    b0[s] = vld1q_s32(t.coef[s][0]);
+    b1[s] = vld1q_s32(t.coef[s][1]);
+    b2[s] = vld1q_s32(t.coef[s][2]);
+    a1[s] = vld1q_s32(t.coef[s][3]);
+    a2[s] = vld1q_s32(t.coef[s][4]);
+    shift[s] = NegatedCounts(t.coef[s][5]);
+    x1[s] = vld1q_s32(t.state[s][0]);
+    x2[s] = vld1q_s32(t.state[s][1]);
+    y1[s] = vld1q_s32(t.state[s][2]);
+    y2[s] = vld1q_s32(t.state[s][3]);
   }
-  int g[2][kMaxLanes] = {};
-  for (int l = 0; l < count; ++l) {
-    g[0][l] = lanes[l].gain[kSections];
-    g[1][l] = 15 + lanes[l].gainQ[kSections];
-  }
-  const int32x4_t gain = vld1q_s32(g[0]);
-  const Wide gainShift = NegatedCounts(g[1]);
-  const int* in[kMaxLanes];
-  int* out[kMaxLanes];
-  for (int l = 0; l < kMaxLanes; ++l) {
-    in[l] = lanes[l < count ? l : 0].in;
-    out[l] = lanes[l < count ? l : 0].out;
-  }
+  const int32x4_t gain = vld1q_s32(t.gain);
+  const Wide gainShift = NegatedCounts(t.gainShift);
+  const int* const* in = t.in;
+  int* const* out = t.out;
 
   auto step = [&](int32x4_t x) {
     for (int s = 0; s < kSections; ++s) {
@@ -122,14 +99,12 @@ void Run(const CascadeLane* lanes, int count, int n) {
     for (int l = 0; l < count; ++l) out[l][k] = o[l];
   }
   for (int s = 0; s < kSections; ++s) {
-    int st[4][kMaxLanes];
-    vst1q_s32(st[0], x1[s]);
-    vst1q_s32(st[1], x2[s]);
-    vst1q_s32(st[2], y1[s]);
-    vst1q_s32(st[3], y2[s]);
-    for (int l = 0; l < count; ++l)
-      for (int w = 0; w < 4; ++w) state[l][s * 4 + w] = st[w][l];
+    vst1q_s32(t.state[s][0], x1[s]);
+    vst1q_s32(t.state[s][1], x2[s]);
+    vst1q_s32(t.state[s][2], y1[s]);
+    vst1q_s32(t.state[s][3], y2[s]);
   }
+  t.ReturnState(lanes, count);
 }
 
 }  // namespace

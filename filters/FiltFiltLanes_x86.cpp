@@ -13,56 +13,31 @@
 namespace filtfilt {
 namespace {
 
-__m256i Widen(const int (&v)[kMaxLanes]) {
-  return _mm256_cvtepi32_epi64(_mm_loadu_si128(reinterpret_cast<const __m128i*>(v)));
-}
+__m256i Widen(const int32_t* v) { return _mm256_cvtepi32_epi64(_mm_load_si128(reinterpret_cast<const __m128i*>(v))); }
 __m128i Low32(__m256i v) {
   return _mm256_castsi256_si128(_mm256_permutevar8x32_epi32(v, _mm256_setr_epi32(0, 2, 4, 6, 0, 2, 4, 6)));
 }
 
 template <int kSections>
 void Run(const CascadeLane* lanes, int count, int n) {
+  LaneTable<kSections> t(lanes, count);
   __m256i b0[kSections], b1[kSections], b2[kSections], a1[kSections], a2[kSections], shift[kSections];
   __m256i x1[kSections], x2[kSections], y1[kSections], y2[kSections];
-  int spare[kSections * 4] = {};  // state of unused lanes
-  int* state[kMaxLanes];
-  for (int l = 0; l < kMaxLanes; ++l) state[l] = l < count ? lanes[l].state : spare;
   for (int s = 0; s < kSections; ++s) {
-    int c[6][kMaxLanes] = {}, st[4][kMaxLanes] = {};
-    for (int l = 0; l < count; ++l) {
-      const short* row = lanes[l].sos + s * 6;
-      c[0][l] = row[0];
-      c[1][l] = row[1];
-      c[2][l] = row[2];
-      c[3][l] = row[4];
-      c[4][l] = row[5];
-      c[5][l] = 15 + lanes[l].sosQ[s];
-    }
-    for (int l = 0; l < kMaxLanes; ++l)
-      for (int w = 0; w < 4; ++w) st[w][l] = state[l][s * 4 + w];
-    b0[s] = Widen(c[0]);
-    b1[s] = Widen(c[1]);
-    b2[s] = Widen(c[2]);
-    a1[s] = Widen(c[3]);
-    a2[s] = Widen(c[4]);
-    shift[s] = Widen(c[5]);
-    x1[s] = Widen(st[0]);
-    x2[s] = Widen(st[1]);
-    y1[s] = Widen(st[2]);
-    y2[s] = Widen(st[3]);
+    b0[s] = Widen(t.coef[s][0]);
+    b1[s] = Widen(t.coef[s][1]);
+    b2[s] = Widen(t.coef[s][2]);
+    a1[s] = Widen(t.coef[s][3]);
+    a2[s] = Widen(t.coef[s][4]);
+    shift[s] = Widen(t.coef[s][5]);
+    x1[s] = Widen(t.state[s][0]);
+    x2[s] = Widen(t.state[s][1]);
+    y1[s] = Widen(t.state[s][2]);
+    y2[s] = Widen(t.state[s][3]);
   }
-  int g[2][kMaxLanes] = {};
-  for (int l = 0; l < count; ++l) {
-    g[0][l] = lanes[l].gain[kSections];
-    g[1][l] = 15 + lanes[l].gainQ[kSections];
-  }
-  const __m256i gain = Widen(g[0]), gainShift = Widen(g[1]);
-  const int* in[kMaxLanes];
-  int* out[kMaxLanes];
-  for (int l = 0; l < kMaxLanes; ++l) {
-    in[l] = lanes[l < count ? l : 0].in;
-    out[l] = lanes[l < count ? l : 0].out;
-  }
+  const __m256i gain = Widen(t.gain), gainShift = Widen(t.gainShift);
+  const int* const* in = t.in;
+  int* const* out = t.out;
 
   auto step = [&](__m256i x) {
     for (int s = 0; s < kSections; ++s) {
@@ -110,14 +85,12 @@ void Run(const CascadeLane* lanes, int count, int n) {
     for (int l = 0; l < count; ++l) out[l][k] = o[l];
   }
   for (int s = 0; s < kSections; ++s) {
-    alignas(16) int st[4][kMaxLanes];
-    _mm_store_si128(reinterpret_cast<__m128i*>(st[0]), Low32(x1[s]));
-    _mm_store_si128(reinterpret_cast<__m128i*>(st[1]), Low32(x2[s]));
-    _mm_store_si128(reinterpret_cast<__m128i*>(st[2]), Low32(y1[s]));
-    _mm_store_si128(reinterpret_cast<__m128i*>(st[3]), Low32(y2[s]));
-    for (int l = 0; l < count; ++l)
-      for (int w = 0; w < 4; ++w) state[l][s * 4 + w] = st[w][l];
+    _mm_store_si128(reinterpret_cast<__m128i*>(t.state[s][0]), Low32(x1[s]));
+    _mm_store_si128(reinterpret_cast<__m128i*>(t.state[s][1]), Low32(x2[s]));
+    _mm_store_si128(reinterpret_cast<__m128i*>(t.state[s][2]), Low32(y1[s]));
+    _mm_store_si128(reinterpret_cast<__m128i*>(t.state[s][3]), Low32(y2[s]));
   }
+  t.ReturnState(lanes, count);
 }
 
 }  // namespace
