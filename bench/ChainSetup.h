@@ -62,16 +62,27 @@ inline std::vector<short> Material(int channels, int blocks) {
   return v;
 }
 
-// Planar working rows (six, as the engine keeps them) of one block in the
-// given scale: `shift` 8 for the working scale, 0 for the 16-bit domain of
-// the levellers and the limiter, 6 for the virtualizer's quarter scale.
-inline std::vector<int> PlanarBlock(const std::vector<short>& material, int channels, int shift) {
+// Planar working rows (six, as the engine keeps them) of block `block` of
+// the material, in the given scale: `shift` 8 for the working scale, 0 for
+// the 16-bit domain of the levellers and the limiter, 6 for the
+// virtualizer's quarter scale.
+inline std::vector<int> PlanarBlock(const std::vector<short>& material, int channels, int block, int shift) {
   std::vector<int> rows(static_cast<size_t>(6) * kBlock, 0);
+  const short* frames = material.data() + static_cast<size_t>(block) * kBlock * channels;
   for (int f = 0; f < kBlock; ++f)
     for (int c = 0; c < channels; ++c)
       rows[static_cast<size_t>(c) * kBlock + f] =
-          static_cast<int>(static_cast<unsigned>(material[static_cast<size_t>(f) * channels + c]) << shift);
+          static_cast<int>(static_cast<unsigned>(frames[static_cast<size_t>(f) * channels + c]) << shift);
   return rows;
+}
+
+// Every block of the material as planar rows: a stage alone sees the same
+// changes of level as in the chain, so its data-dependent work matches.
+inline std::vector<std::vector<int>> PlanarBlocks(const std::vector<short>& material, int channels, int shift) {
+  std::vector<std::vector<int>> blocks;
+  const size_t count = material.size() / (static_cast<size_t>(kBlock) * channels);
+  for (size_t b = 0; b < count; ++b) blocks.push_back(PlanarBlock(material, channels, static_cast<int>(b), shift));
+  return blocks;
 }
 
 // The stages of the chain, in the order the engine runs them.
@@ -96,7 +107,7 @@ inline bool StageInChain(Stage s, int channels) {
 }
 
 // Runs one stage of a configured chain on one block. `in` and `out` hold six
-// rows of kBlock samples in the stage's scale (see PlanarBlock); stages that
+// rows of kBlock samples in the stage's scale (see PlanarBlocks); stages that
 // work in place (the limiter, the virtualizer's input scaling) change `in`.
 class StageRunner {
  public:
@@ -105,6 +116,10 @@ class StageRunner {
   static int InputShift(Stage s) {
     return s == Stage::kSoundbar || s == Stage::kLfeBandPass ? 6 : (s == Stage::kEqualizer ? 8 : 0);
   }
+
+  // The virtualizer scales its input in place and the limiter works in
+  // place: they need a fresh copy of their input for every run.
+  static bool ChangesInput(Stage s) { return s == Stage::kSoundbar || s == Stage::kLimiter; }
 
   void Run(int* in, int* out) const {
     const int n = kBlock;

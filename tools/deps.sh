@@ -24,3 +24,6 @@ HVFX_BUILD_PACKAGES=(cmake ninja-build g++ gcc pkg-config binutils android-liblo
 # What the tests and benchmarks add, natively and in the aarch64 cross build under qemu.
 HVFX_TEST_PACKAGES=(googletest libgtest-dev libbenchmark-dev libfftw3-dev g++-aarch64-linux-gnu qemu-user
                     android-liblog-dev:arm64)
+# What the performance run adds: the yardsticks of the benchmarks and the
+# instruction counters.
+HVFX_BENCH_PACKAGES=(libkissfft-dev libwebrtc-audio-processing-dev valgrind)
