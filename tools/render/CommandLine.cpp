@@ -162,7 +162,7 @@ Options ParseCommandLine(int argc, char** argv) {
     if (flag == "--preset") LoadPreset(value, s);
     else if (flag == "--save-preset") o.savePreset = value;
     else if (flag == "--report-json") o.reportJson = value;
-    else if (flag == "--save-demo") o.saveDemo = value;
+    else if (flag == "--save-input") o.saveInput = value;
     else if (flag == "-o" || flag == "--output") o.output = value;
     else if (flag == "--master") s.master = OnOff(flag, value);
     else if (flag == "--limiter") s.limiter = OnOff(flag, value);
@@ -230,7 +230,8 @@ Files and report
                                override it, flags before it are overridden
   --save-preset FILE           write every setting as a JSON preset (without
                                INPUT: write it and stop)
-  --save-demo FILE             also write the demo programme itself (WAV)
+  --save-input FILE            also write the input as rendered: the demo
+                               programme, or the file rounded to 16 bits (WAV)
   --demo-51                    demo programme in 5.1
   -q, --quiet                  no progress bar
   -h, --help, --version
@@ -284,8 +285,9 @@ LFE stage (5.1, with the soundbar)
                                for --autolevel
 
 Other
-  --surround on|off            surround switch: doubles channels 0 and 1 of
-                               the output (default off)
+  --surround on|off            the library's surround switch: a 6 dB lift of
+                               channels 0 and 1 on part of each block
+                               (default off)
 
 Settings this material cannot use (a band of channel 4 on a stereo file, the
 LFE stage on stereo) are kept and saved in presets, and have no effect; the

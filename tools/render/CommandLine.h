@@ -14,7 +14,7 @@ struct Options {
   std::string output;      // empty: report only
   std::string savePreset;  // --save-preset
   std::string reportJson;  // --report-json
-  std::string saveDemo;    // --save-demo
+  std::string saveInput;    // --save-input
   bool demo51 = false;
   bool raw = false;
   bool quiet = false;

@@ -209,11 +209,11 @@ int Run(const Options& o) {
 
   // Every file is opened under a temporary name before the work starts, so an
   // unwritable path fails at once and a failure leaves none of them behind.
-  std::unique_ptr<PendingFile> out, report, preset, demoFile;
+  std::unique_ptr<PendingFile> out, report, preset, inputFile;
   if (!o.output.empty()) out = std::make_unique<PendingFile>(o.output);
   if (!o.reportJson.empty()) report = std::make_unique<PendingFile>(o.reportJson);
   if (!o.savePreset.empty()) preset = std::make_unique<PendingFile>(o.savePreset);
-  if (!o.saveDemo.empty()) demoFile = std::make_unique<PendingFile>(o.saveDemo);
+  if (!o.saveInput.empty()) inputFile = std::make_unique<PendingFile>(o.saveInput);
 
   const RenderResult r = Render(in, o);
   const Loudness li = MeasureLoudness(in), lo = MeasureLoudness(r.output);
@@ -241,10 +241,10 @@ int Run(const Options& o) {
 
   PrintReport(rep, o, li, lo);
   if (out) WriteAudio(*out, r.output, in.format);
-  if (demoFile) WriteAudio(*demoFile, in, SF_FORMAT_WAV | SF_FORMAT_PCM_16);
+  if (inputFile) WriteAudio(*inputFile, in, SF_FORMAT_WAV | SF_FORMAT_PCM_16);
   if (report) WriteText(*report, rep.dump(1) + "\n");
   if (preset) WriteText(*preset, ToJson(o.settings).dump(2) + "\n");
-  for (auto* f : {out.get(), report.get(), preset.get(), demoFile.get()})
+  for (auto* f : {out.get(), report.get(), preset.get(), inputFile.get()})
     if (f) f->Commit();
   return 0;
 }

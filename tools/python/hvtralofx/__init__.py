@@ -34,6 +34,7 @@ FIXED_ATTENUATION = 19661 / 32768
 
 _SONAME = "libhvtralofx.so.5"
 _HOST_FRAMES = 1024  # frames per HVTralo_Process call, as the renderer
+_ENGINE_BLOCK = 512  # the front's engine block (nFrameSize)
 _lib = None
 
 
@@ -45,11 +46,13 @@ def _candidates():
     if build:
         yield os.path.join(build, _SONAME)
     here = os.path.dirname(os.path.abspath(__file__))
-    # Installed: <prefix>/lib/.../hvtralofx/__init__.py, library in <prefix>/lib.
+    # Installed: <prefix>/lib/python3.X/dist-packages/hvtralofx/__init__.py,
+    # the library in <prefix>/lib or a multiarch folder below it.
     up = here
     for _ in range(4):
         up = os.path.dirname(up)
         yield os.path.join(up, _SONAME)
+        yield from sorted(glob.glob(os.path.join(up, "*", _SONAME)), key=os.path.getmtime, reverse=True)
     # Source tree: tools/python/hvtralofx -> <repo>/build*/.
     repo = os.path.dirname(os.path.dirname(os.path.dirname(here)))
     builds = glob.glob(os.path.join(repo, "build*", _SONAME))
@@ -231,13 +234,17 @@ def process(samples, rate, settings=None, align=True):
     frames, channels = x2.shape
     configure(rate, channels, settings)
     lag = latency() if align else 0
-    work = np.zeros((frames + lag, channels), dtype=np.int16)
+    # The engine's position within its block outlives a re-initialisation:
+    # the stream is padded to whole blocks so that the next one starts afresh,
+    # as it does in a new process.
+    total = frames + lag + (-(frames + lag)) % _ENGINE_BLOCK
+    work = np.zeros((total, channels), dtype=np.int16)
     work[:frames] = x2
     f = library()
     ptr = ctypes.POINTER(ctypes.c_short)
     try:
-        for pos in range(0, frames + lag, _HOST_FRAMES):
-            n = min(_HOST_FRAMES, frames + lag - pos)
+        for pos in range(0, total, _HOST_FRAMES):
+            n = min(_HOST_FRAMES, total - pos)
             block = work[pos:pos + n]  # rows of a C-contiguous array: contiguous
             if f.Process(block.ctypes.data_as(ptr), n) != 1:
                 raise RuntimeError("the library refused the block at frame %d" % pos)
