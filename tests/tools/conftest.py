@@ -9,7 +9,7 @@ import sys
 import numpy as np
 import pytest
 
-TOOLS = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
+TOOLS = os.path.join(os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__)))), "tools")
 sys.path.insert(0, os.path.join(TOOLS, "python"))
 BUILD = os.path.abspath(os.environ.get("HVTRALOFX_BUILD_DIR", os.path.join(TOOLS, "..", "build-native")))
 os.environ["HVTRALOFX_BUILD_DIR"] = BUILD
