@@ -245,7 +245,7 @@ bool RunSoundbarStage(HVSFX_Param& p) {
   return true;
 }
 
-// Stages 2 and 4: the LFE adaptive volume runs on row 3 before the main
+// The LFE leveller: the LFE adaptive volume runs on row 3 before the main
 // adaptive volume, and its result is written back after it.
 bool LfeLevellerApplies(const HVSFX_Param& p) {
   return ptr_AdaV_LFE != nullptr && p.bLFESVEnable && s_pLFEInBuf != nullptr && s_pLFEOutBuf != nullptr &&
