@@ -70,9 +70,21 @@ struct LaneTable {
 };
 
 #if defined(HVFX_SIMD_AVX2) || defined(HVFX_SIMD_NEON)
-// Runs count (1 ... kMaxLanes) lanes of nsos (1 ... kMaxLaneSections)
-// sections over n samples; only after CascadeLanesSupported said yes.
-void RunCascadeLanes(const CascadeLane* lanes, int count, int nsos, int n);
+// Runs count (1 ... kMaxLanes) lanes of kSections (1 ... kMaxLaneSections)
+// sections over n samples; only after CascadeLanesSupported said yes. The
+// vector file instantiates every section count.
+template <int kSections>
+void RunCascadeLanesOf(const CascadeLane* lanes, int count, int n);
+
+inline void RunCascadeLanes(const CascadeLane* lanes, int count, int nsos, int n) {
+  switch (nsos) {
+    case 1: return RunCascadeLanesOf<1>(lanes, count, n);
+    case 2: return RunCascadeLanesOf<2>(lanes, count, n);
+    case 3: return RunCascadeLanesOf<3>(lanes, count, n);
+    case 4: return RunCascadeLanesOf<4>(lanes, count, n);
+    default: return;
+  }
+}
 #endif
 
 }  // namespace filtfilt

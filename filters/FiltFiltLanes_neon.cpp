@@ -109,15 +109,14 @@ void Run(const CascadeLane* lanes, int count, int n) {
 
 }  // namespace
 
-void RunCascadeLanes(const CascadeLane* lanes, int count, int nsos, int n) {
-  switch (nsos) {
-    case 1: Run<1>(lanes, count, n); break;
-    case 2: Run<2>(lanes, count, n); break;
-    case 3: Run<3>(lanes, count, n); break;
-    case 4: Run<4>(lanes, count, n); break;
-    default: break;
-  }
+template <int kSections>
+void RunCascadeLanesOf(const CascadeLane* lanes, int count, int n) {
+  Run<kSections>(lanes, count, n);
 }
+template void RunCascadeLanesOf<1>(const CascadeLane*, int, int);
+template void RunCascadeLanesOf<2>(const CascadeLane*, int, int);
+template void RunCascadeLanesOf<3>(const CascadeLane*, int, int);
+template void RunCascadeLanesOf<4>(const CascadeLane*, int, int);
 
 }  // namespace filtfilt
 #endif
