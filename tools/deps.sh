@@ -24,3 +24,7 @@ HVFX_BUILD_PACKAGES=(cmake ninja-build g++ gcc pkg-config binutils android-liblo
 # What the tests and benchmarks add, natively and in the aarch64 cross build under qemu.
 HVFX_TEST_PACKAGES=(googletest libgtest-dev libbenchmark-dev libfftw3-dev g++-aarch64-linux-gnu qemu-user
                     android-liblog-dev:arm64)
+# What the reliability steps add: clang with libFuzzer and the sanitizer
+# runtimes (fuzzers, ThreadSanitizer, the clang build of the golden vectors),
+# the symbolizer for their reports, and valgrind's memcheck.
+HVFX_RELIABILITY_PACKAGES=(clang libclang-rt-14-dev llvm valgrind)
