@@ -90,10 +90,22 @@ class EngineControlGuard {
   EngineControlGuard& operator=(const EngineControlGuard&) = delete;
   // Takes the guard if it is free, without waiting.
   static bool TryAcquire();
+  // Waits for a block in flight to finish and makes the audio thread skip
+  // blocks that would start, until the guard is let go: for setters that
+  // change what a running block reads (coefficients, leveller state, the
+  // soundbar's current build).
+  void PauseBlocks();
 
  private:
   HVSFX_Param* current_;
+  bool paused_ = false;
 };
+
+// The copy of a record that one HVSFX_Process call works on. Control threads
+// may store new settings meanwhile (the accepted race on parameter values):
+// each field is one aligned word, and the change lands in this call or the
+// next. Every read of a record on the audio thread goes through here.
+HVSFX_Param SnapshotRecord(const HVSFX_Param* param);
 
 // Carries out a requested release once no block is running (see the engine);
 // current as for EngineControlGuard.

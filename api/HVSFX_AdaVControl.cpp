@@ -1,6 +1,5 @@
 #include "HVSFX_AdaVControl.h"
 
-#include <thread>
 
 #include "../loudness/CAdaptiveVolume_S24.h"
 #include "AdaVControlInternal.h"
@@ -10,11 +9,12 @@ namespace {
 
 // Calls body(leveller) when the main leveller exists. Holds the engine
 // meanwhile, so that a release or re-initialisation cannot free it, and
-// starts after any block in flight, so that the change lands between blocks.
+// starts after any block in flight, so that the change lands between blocks
+// (a block that would start meanwhile is skipped).
 template <typename Body>
 void WithLeveller(Body body) {
   EngineControlGuard guard;
-  while (s_processRunning.load() != 0) std::this_thread::yield();
+  guard.PauseBlocks();
   if (ptr_AdaV != nullptr) body(*ptr_AdaV);
 }
 

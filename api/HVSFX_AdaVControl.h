@@ -3,7 +3,8 @@
  *
  * Setters store the values in the record and return 1 whether or not the
  * leveller exists; when it does (the engine is initialised) they pass the
- * values on at once, after any block in flight has finished. Getters copy
+ * values on at once, after any block in flight has finished (a block that
+ * would start meanwhile is skipped, as for the equalizer setters). Getters copy
  * the stored values. A null record or out pointer returns 0 and changes
  * nothing. */
 #ifndef HVTRALOFX_API_HVSFX_ADAVCONTROL_H

@@ -1,7 +1,6 @@
 #include "HVSFX_EQControl.h"
 
 #include <cmath>
-#include <thread>
 
 #include "../eq/CHVAudioEQ_Ts.h"
 #include "EngineInternal.h"
@@ -56,12 +55,13 @@ bool Addressed(const HVSFX_Param& p, int channel, Channels& out) {
 // addressable, otherwise body(record, channels). Holds the engine meanwhile,
 // so that a release or re-initialisation cannot free the equalizers, and
 // starts after any block in flight has finished, so that new coefficients
-// land between blocks (the audio thread does not wait for setters).
+// land between blocks (the audio thread does not wait for setters: it skips
+// a block that would start meanwhile).
 template <typename Body>
 int WithChannelEqualizers(HVSFX_Param* param, int channel, Body body) {
   if (param == nullptr) return 0;
   EngineControlGuard guard;
-  while (s_processRunning.load() != 0) std::this_thread::yield();
+  guard.PauseBlocks();
   if (ptr_EQ == nullptr) return -2;
   Channels ch;
   if (!Addressed(*param, channel, ch)) return 0;

@@ -412,6 +412,7 @@ namespace {
 
 EngineControlGuard::EngineControlGuard(HVSFX_Param* current) : current_(current) { AcquireControl(); }
 EngineControlGuard::~EngineControlGuard() {
+  if (paused_) s_reconfiguring.store(0);
   s_controlBusy.store(0);
   SettlePendingRelease(false, current_);
 }
@@ -419,6 +420,15 @@ bool EngineControlGuard::TryAcquire() {
   int expected = 0;
   return s_controlBusy.compare_exchange_strong(expected, 1);
 }
+void EngineControlGuard::PauseBlocks() {
+  paused_ = true;
+  s_reconfiguring.store(1);
+  while (s_processRunning.load() != 0) std::this_thread::yield();
+}
+
+// Not inlined, so that the thread sanitizer's list of accepted races can
+// name it.
+[[gnu::noinline]] HVSFX_Param SnapshotRecord(const HVSFX_Param* param) { return *param; }
 
 // ---- Engine interface --------------------------------------------------------------
 
@@ -460,15 +470,16 @@ extern "C" int HVSFX_Init(HVSFX_Param* param) {
 
 extern "C" int HVSFX_Process(HVSFX_Param* param, short* samples, int frames) {
   if (param == nullptr || s_initialized.load() == 0) return 0;
-  if (!AnyChainSwitchOn(*param)) return 1;
+  // The call works on the settings as they stand now: a host that rewrites
+  // the record's geometry before re-initialising cannot move the buffers'
+  // bounds under a running block (the geometry is checked against the
+  // engine's once the block is announced).
+  HVSFX_Param p = SnapshotRecord(param);
+  if (!AnyChainSwitchOn(p)) return 1;
   if (samples == nullptr && frames > 0) return 0;
 
   // Announce the block, then look for a reconfiguration or a pending release.
   s_processRunning.store(1);
-  // The call works on the settings as they stand now: a host that rewrites
-  // the record's geometry before re-initialising cannot move the buffers'
-  // bounds under a running block.
-  HVSFX_Param p = *param;
   if (s_reconfiguring.load() != 0 || s_doRelease.load() != 0 || s_initialized.load() == 0 ||
       !MatchesLayout(param, p)) {
     s_processRunning.store(0);
@@ -528,6 +539,7 @@ extern "C" int HVSFX_Release(HVSFX_Param* param) {
 extern "C" int HVSFX_GetLatency(const HVSFX_Param* param, int* frames) {
   if (param == nullptr || frames == nullptr) return 0;
   EngineControlGuard guard;  // the modules stay while they are asked
+  guard.PauseBlocks();        // and the soundbar does not rebuild meanwhile
   if (s_initialized.load() == 0 || !MatchesLayout(param, *param)) return 0;
   *frames = LatencyFrames(*param);
   return 1;

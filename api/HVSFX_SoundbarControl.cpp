@@ -1,7 +1,6 @@
 #include "HVSFX_SoundbarControl.h"
 
 #include <initializer_list>
-#include <thread>
 #include <utility>
 
 #include "../eq/CHVAudioEQ_Ts.h"
@@ -16,13 +15,13 @@ constexpr float kLfeBandQ = 2.0f;
 
 // Holds the engine so that a release cannot free the module meanwhile and,
 // with betweenBlocks, starts after any block in flight so that recomputed
-// coefficients land between blocks. Returns body()'s result, or -2 when
+// coefficients land between blocks (a block that would start meanwhile is
+// skipped). Returns body()'s result, or -2 when
 // present() says the module is missing.
 template <typename Present, typename Body>
 int WithModule(bool betweenBlocks, Present present, Body body) {
   EngineControlGuard guard;
-  if (betweenBlocks)
-    while (s_processRunning.load() != 0) std::this_thread::yield();
+  if (betweenBlocks) guard.PauseBlocks();
   if (!present()) return -2;
   body();
   return 1;

@@ -6,6 +6,7 @@
 #include <cstddef>
 
 #include "../fixedpoint/FixedPoint.h"
+#include "EngineInternal.h"
 #include "FrontInternal.h"
 #include "HVSFX_AdaVControl.h"
 #include "HVSFX_EQControl.h"
@@ -111,11 +112,13 @@ int HVTralo_Init(int sampleRate, int channels) {
 int HVTralo_Process(short* samples, int frames) {
   const bool on = s_HVTralo_MainSwitchEnable.load();
   if (frames < 1) return on ? 0 : 1;
-  const int channels = s_HVSFX_Param.nOutChannels;
+  // The record as it stands now (control threads may change settings meanwhile).
+  const HVSFX_Param p = SnapshotRecord(&s_HVSFX_Param);
+  const int channels = p.nOutChannels;
   if (samples == nullptr || channels < 1 || channels > HVSFX_MAX_CHANNELS) return 0;
   // The soundbar takes the signal at full level; everything else, including
   // the dry output of the switched-off effect, is attenuated.
-  if (!on || s_HVSFX_Param.bSoundbarEnable == 0)
+  if (!on || p.bSoundbarEnable == 0)
     Attenuate(samples, static_cast<size_t>(frames) * static_cast<size_t>(channels));
   if (!on) return 1;
   return s_HVTralo_Configed.load() ? HVSFX_Process(&s_HVSFX_Param, samples, frames) : 0;

@@ -17,14 +17,34 @@ function(hvfx_set_test_warnings target)
   hvfx_common_flags(${target})
 endfunction()
 
+# The sanitizer flags: address + undefined behaviour (every report fatal,
+# float-to-int conversions included) or thread; the fuzzers add libFuzzer's
+# coverage instrumentation to every target.
+set(HVFX_SANITIZER_FLAGS)
+if(HVFX_SANITIZE)
+  set(HVFX_SANITIZER_FLAGS -fsanitize=address,undefined,float-cast-overflow -fno-sanitize-recover=all)
+elseif(HVFX_SANITIZE_THREAD)
+  set(HVFX_SANITIZER_FLAGS -fsanitize=thread)
+endif()
+if(HVFX_BUILD_FUZZ)
+  list(APPEND HVFX_SANITIZER_FLAGS -fsanitize=fuzzer-no-link)
+endif()
+
+# A C program linked against the sanitized library: the C++ driver links the
+# sanitizers' C++ runtime parts the library needs.
+function(hvfx_link_c_host target)
+  if(HVFX_SANITIZER_FLAGS)
+    set_target_properties(${target} PROPERTIES LINKER_LANGUAGE CXX)
+  endif()
+endfunction()
+
 # -Werror and the sanitizers, for every target of the project.
 function(hvfx_common_flags target)
   if(HVFX_WERROR AND CMAKE_CXX_COMPILER_ID MATCHES "GNU|Clang")
     target_compile_options(${target} PRIVATE -Werror)
   endif()
-  if(HVFX_SANITIZE)
-    target_compile_options(${target} PRIVATE -fsanitize=address,undefined -fno-sanitize-recover=all
-                                             -fno-omit-frame-pointer)
-    target_link_options(${target} PRIVATE -fsanitize=address,undefined)
+  if(HVFX_SANITIZER_FLAGS)
+    target_compile_options(${target} PRIVATE ${HVFX_SANITIZER_FLAGS} -fno-omit-frame-pointer)
+    target_link_options(${target} PRIVATE ${HVFX_SANITIZER_FLAGS})
   endif()
 endfunction()

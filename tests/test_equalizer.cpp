@@ -1,6 +1,8 @@
 // The equalizer class: coefficients worked out by hand from the design
-// rules, the measured response of sines against the ideal sections, and the
-// per-sample arithmetic against a plain re-statement of it.
+// rules and the measured response of sines against the ideal sections. Its
+// per-sample arithmetic, vector lanes and portable loop alike, is carried bit
+// for bit by the golden vectors (test_golden, run with and without the
+// vector kernels).
 #include <gtest/gtest.h>
 
 #include <array>
@@ -17,31 +19,6 @@ using eqtest::Kind;
 using eqtest::Section;
 
 namespace {
-
-// The filtering rule written out directly, one frame at a time, over a copy
-// of an equalizer's coefficients and state (inputs are kept below 2^27 so
-// that plain int64 arithmetic cannot overflow).
-void ReferenceProcess(CHVAudioEQ_Ts& e, int* out, const int* in, int stride, int frames) {
-  for (int n = 0; n < frames; ++n, in += stride, out += stride)
-    for (int ch = 0; ch < std::min(stride, 2); ++ch) {
-      const int64_t x = in[ch];
-      int &xn1 = ch ? e.x1n1 : e.x0n1, &xn2 = ch ? e.x1n2 : e.x0n2, none = 0;
-      int64_t acc = e.nDryPath == 1 ? x * 4194304 : 0;
-      const auto step = [&](bool on, int64_t b0, int64_t b1, int64_t b2, int64_t a1, int64_t a2, int& y1, int& y2) {
-        if (!on) return;
-        const int64_t u = b0 * x + b1 * xn1 + b2 * xn2 - a1 * y1 - a2 * y2;
-        y2 = y1;
-        y1 = static_cast<int>(u >> 22);
-        acc += u;
-      };
-      step(e.bLFEnable, e.lfB0, e.lfB1, 0, e.lfA1, 0, ch ? e.lfY1 : e.lfY0, none);
-      for (auto& b : e.band) step(b.bEnable, b.bpB0, 0, b.bpB2, b.bpA1, b.bpA2, ch ? b.y1n1 : b.y0n1, ch ? b.y1n2 : b.y0n2);
-      step(e.bHFEnable, e.hfB0, e.hfB1, 0, e.hfA1, 0, ch ? e.hfY1 : e.hfY0, none);
-      out[ch] = static_cast<int>(std::clamp<int64_t>(acc >> 22, -8388608, 8388607));
-      xn2 = xn1;
-      xn1 = static_cast<int>(x);
-    }
-}
 
 bool SameState(const CHVAudioEQ_Ts& a, const CHVAudioEQ_Ts& b) { return std::memcmp(&a, &b, sizeof a) == 0; }
 
@@ -189,35 +166,4 @@ TEST(EqProcess, DryPathZeroDecibelSectionsAndSaturation) {
   loud.EQProcess(s.data(), s.data(), 1, 4800);
   EXPECT_EQ(*std::max_element(s.begin(), s.end()), 8388607);
   EXPECT_EQ(*std::min_element(s.begin(), s.end()), -8388608);
-}
-
-// The packed per-sample loop against the rule written out, for section sets
-// of every size (so that partly filled vector groups occur), strides 1, 2
-// (each channel with its own history) and 3 (the third channel left alone),
-// in place and not, in chunks of random length against one reference call.
-TEST(EqProcess, BitExactAgainstTheRuleForAnySectionSet) {
-  std::mt19937 rng(11);
-  const auto pick = [&rng](int lo, int hi) { return lo + static_cast<int>(rng() % static_cast<unsigned>(hi - lo)); };
-  for (int trial = 0; trial < 40; ++trial) {
-    CHVAudioEQ_Ts e(trial % 2 ? 44100 : 48000);
-    if (trial % 3 == 0) e.Initial(0);
-    e.Tst_SetLFOption(trial % 4 != 1, pick(100, 1000), pick(-20, 20));
-    e.Tst_SetHFOption(trial % 5 != 2, pick(3000, 18000), pick(-20, 20));
-    for (int i = 0; i < trial % 11; ++i)
-      e.Tst_SetBPFOption(pick(0, 10), true, pick(40, 20000), pick(-25, 25), 0.3f + static_cast<float>(pick(0, 100)) / 10);
-    const int stride = 1 + trial % 3, frames = 1500;
-    std::vector<int> in(static_cast<size_t>(frames) * stride);
-    for (int& v : in) v = pick(-(1 << 24), 1 << 24);  // beyond 24 bits too
-    CHVAudioEQ_Ts ref = e;
-    std::vector<int> expected = in, out = in;
-    ReferenceProcess(ref, expected.data(), in.data(), stride, frames);
-    const bool inPlace = trial % 2 == 0;
-    for (int pos = 0, chunk = 0; pos < frames; pos += chunk) {
-      chunk = std::min(frames - pos, pick(1, 300));
-      const size_t at = static_cast<size_t>(pos) * stride;
-      e.EQProcess(out.data() + at, (inPlace ? out.data() : in.data()) + at, stride, chunk);
-    }
-    ASSERT_EQ(out, expected) << "trial " << trial;
-    ASSERT_TRUE(SameState(e, ref)) << "trial " << trial;
-  }
 }

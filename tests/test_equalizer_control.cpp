@@ -48,28 +48,6 @@ class EqControl : public ::testing::Test {
 
 }  // namespace
 
-TEST_F(EqControl, NullArgumentsAndMissingEngine) {
-  bool on = true;
-  int g = 0, f = 0;
-  float q = 0;
-  EXPECT_EQ((V{HVSFX_EQ_SetLPFEnable(nullptr, -1, true), HVSFX_EQ_SetBandGain(nullptr, -1, 0, 1, 1, 1),
-               HVSFX_EQ_GetHPFEnable(&p, 0, nullptr), HVSFX_EQ_GetLPFBandGain(&p, 0, &g, nullptr),
-               HVSFX_EQ_GetBandGain(&p, 0, 0, &g, &f, nullptr)}),
-            V(5, 0));
-  // Before HVSFX_Init: -2 and nothing stored; the getters read the record
-  // (channels 0 ... 5, the band getter within nEQBandNum).
-  const HVSFX_Param before = p;
-  EXPECT_EQ((V{HVSFX_EQ_SetLPFEnable(&p, -1, true), HVSFX_EQ_SetHPFEnable(&p, 0, true), HVSFX_EQ_SetLPFBandGain(&p, -1, 5, 500),
-               HVSFX_EQ_SetHPFBandGain(&p, 0, 5, 500), HVSFX_EQ_SetBandGain(&p, -1, 0, 5, 500, 1.0f), HVSFX_EQ_ResetBandFreq(&p, -1, -1)}),
-            V(6, -2));
-  EXPECT_EQ(std::memcmp(&before, &p, sizeof p), 0);
-  EXPECT_EQ((V{HVSFX_EQ_GetLPFEnable(&p, 42, &on), on, HVSFX_EQ_GetHPFBandGain(&p, 0, &g, &f), f}), (V{1, 0, 1, 10000}));  // channel ignored
-  EXPECT_EQ(HVSFX_EQ_GetBandGain(&p, 0, 0, &g, &f, &q), 1);
-  EXPECT_EQ(q, 2.0f);
-  EXPECT_EQ((V{HVSFX_EQ_GetBandGain(&p, 6, 0, &g, &f, &q), HVSFX_EQ_GetBandGain(&p, 0, 8, &g, &f, &q), HVSFX_EQ_GetLPFBandGain(&p, -1, &g, &f)}),
-            V(3, 0));
-}
-
 TEST_F(EqControl, ShelfSwitchesAndSettings) {
   Init(2);
   EXPECT_EQ(HVSFX_EQ_SetLPFEnable(&p, -1, false), 1);

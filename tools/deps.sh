@@ -27,3 +27,7 @@ HVFX_TEST_PACKAGES=(googletest libgtest-dev libbenchmark-dev libfftw3-dev g++-aa
 # What the performance run adds: the yardsticks of the benchmarks and the
 # instruction counters.
 HVFX_BENCH_PACKAGES=(libkissfft-dev libwebrtc-audio-processing-dev valgrind)
+# What the reliability steps add: clang with libFuzzer and the sanitizer
+# runtimes (fuzzers, ThreadSanitizer, the clang build of the golden vectors),
+# the symbolizer for their reports, and valgrind's memcheck.
+HVFX_RELIABILITY_PACKAGES=(clang libclang-rt-14-dev llvm valgrind)

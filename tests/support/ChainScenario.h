@@ -1,0 +1,79 @@
+// Test programmes for the whole chain: an integer-only signal (identical on
+// every platform and compiler, no libm), the effect switches as a bit set,
+// and the settings a scenario applies through either interface.
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include "api/EngineInternal.h"
+#include "api/FrontInternal.h"
+#include "hvtralofx.h"
+
+namespace chain {
+
+enum Effect : unsigned { kEq = 1, kLeveller = 2, kLimiter = 4, kSurround = 8, kSoundbar = 16 };
+constexpr unsigned kAllEffects = kEq | kLeveller | kLimiter | kSurround | kSoundbar;
+
+// Interleaved frames [first, first + frames) of a programme: per channel a
+// triangle wave of its own period plus noise, under an envelope that moves
+// between quiet, moderate and clipping-loud passages every 4096 frames.
+inline std::vector<short> Signal(int channels, long first, int frames) {
+  std::vector<short> out(static_cast<size_t>(frames) * static_cast<size_t>(channels));
+  static constexpr int kLevels[] = {600, 9000, 32767, 2500, 20000, 150};
+  for (int f = 0; f < frames; ++f) {
+    const long t = first + f;
+    const int level = kLevels[(t / 4096) % 6];
+    uint32_t noise = static_cast<uint32_t>(t) * 2654435761u;
+    for (int c = 0; c < channels; ++c) {
+      const int period = 40 + 23 * c;
+      const int phase = static_cast<int>(t % period);
+      const int tri = 4 * (phase < period / 2 ? phase : period - phase) * 32767 / period - 32767;  // +-32767
+      noise = noise * 1664525u + 1013904223u;
+      const int n = static_cast<int>(noise >> 17) - 16384;  // +-16384
+      const long v = (static_cast<long>(tri) * 3 + n) / 4 * level / 32767;
+      out[static_cast<size_t>(f) * static_cast<size_t>(channels) + static_cast<size_t>(c)] = static_cast<short>(v);
+    }
+  }
+  return out;
+}
+
+// The library's state at load time: front record, switches and the
+// soundbar's shared fade positions. Releases the engine first.
+inline void ReloadLibrary() {
+  HVTralo_Release();
+  s_HVSFX_Param = HVSFX_Param_Default;
+  s_HVTralo_MainSwitchEnable = false;
+  s_HVTralo_Configed = false;
+  s_HVTralo_InitOnce = false;
+  s_sampleCount = 0;
+  CSoundbar4Fxd::inputFadePosition = CSoundbar4Fxd::kInputFadeLength;
+  CSoundbar4Fxd::outputFadePosition = CSoundbar4Fxd::kOutputFadeLength;
+}
+
+// Switches the effects in `effects` on and the others off on a record, and
+// gives the equalizer and the leveller settings that make them work.
+inline void Configure(HVSFX_Param* p, unsigned effects) {
+  HVSFX_EQ_SetEnable(p, effects & kEq);
+  HVSFX_AdaV_SetEnable(p, effects & kLeveller);
+  HVSFX_DRC_SetEnable(p, effects & kLimiter);
+  HVSFX_Surround_SetEnable(p, effects & kSurround);
+  HVSFX_Soundbar_SetEnable(p, effects & kSoundbar);
+  HVSFX_EQ_SetBandGain(p, -1, 1, 9, 400, 1.4f);
+  HVSFX_EQ_SetBandGain(p, -1, 5, -7, 2500, 0.7f);
+  HVSFX_EQ_SetLPFBandGain(p, -1, 6, 150);
+  HVSFX_EQ_SetHPFBandGain(p, -1, -4, 9000);
+  HVSFX_AdaV_SetParam(p, 1, 90, 5000, 1);
+  HVSFX_AdaV_SetVolUpDownRate(p, 12, 9);
+}
+
+// A settings change mid-stream, number k of a scenario.
+inline void ChangeSettings(HVSFX_Param* p, int k) {
+  HVSFX_EQ_SetBandGain(p, k % 2 == 0 ? -1 : 0, k % 8, 12 - 5 * (k % 5), 300 + 700 * k, 0.5f + 0.5f * (k % 4));
+  HVSFX_EQ_SetLPFBandGain(p, -1, -10 + 4 * (k % 6), 200 + 50 * k);
+  HVSFX_AdaV_SetParam(p, k % 2, 40 + 10 * k, 5000 + 1000 * k, k % 2);
+  HVSFX_Soundbar_SetLFEGain(p, -6 + k);
+  HVSFX_Surround_SetEnable(p, k % 3 == 0);
+}
+
+}  // namespace chain

@@ -1,0 +1,155 @@
+// Real-time safety of the audio path: malloc, calloc, realloc, free and every
+// operator new/delete are interposed and counted while HVSFX_Process and
+// HVTralo_Process run, for every combination of the effect switches, mono,
+// stereo and 5.1, at both soundbar rates. The count must be zero. The only
+// allocation on the audio thread is the soundbar's filter rebuild after a
+// distance or width change; its allocations, bytes and time are printed.
+// (Built only without sanitizers, which interpose the allocator themselves.)
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <new>
+
+#include "support/ChainScenario.h"
+
+extern "C" void* __libc_malloc(size_t);
+extern "C" void* __libc_calloc(size_t, size_t);
+extern "C" void* __libc_realloc(void*, size_t);
+extern "C" void __libc_free(void*);
+
+namespace {
+
+// Counting is switched on only around the calls under test, on their thread.
+thread_local bool t_counting = false;
+struct Counts {
+  long allocations = 0, frees = 0, bytes = 0;
+};
+thread_local Counts t_counts;
+
+void* Counted(void* p, size_t bytes) {
+  if (t_counting) ++t_counts.allocations, t_counts.bytes += static_cast<long>(bytes);
+  return p;
+}
+void CountFree(void* p) {
+  if (t_counting && p != nullptr) ++t_counts.frees;
+}
+
+}  // namespace
+
+extern "C" void* malloc(size_t n) { return Counted(__libc_malloc(n), n); }
+extern "C" void* calloc(size_t n, size_t size) { return Counted(__libc_calloc(n, size), n * size); }
+extern "C" void* realloc(void* p, size_t n) {
+  CountFree(p);
+  return Counted(__libc_realloc(p, n), n);
+}
+extern "C" void free(void* p) {
+  CountFree(p);
+  __libc_free(p);
+}
+void* operator new(size_t n) {
+  void* p = Counted(__libc_malloc(n), n);
+  if (p == nullptr) throw std::bad_alloc();
+  return p;
+}
+void* operator new[](size_t n) { return operator new(n); }
+void* operator new(size_t n, const std::nothrow_t&) noexcept { return Counted(__libc_malloc(n), n); }
+void* operator new[](size_t n, const std::nothrow_t&) noexcept { return Counted(__libc_malloc(n), n); }
+void operator delete(void* p) noexcept { free(p); }
+void operator delete[](void* p) noexcept { free(p); }
+void operator delete(void* p, size_t) noexcept { free(p); }
+void operator delete[](void* p, size_t) noexcept { free(p); }
+
+namespace {
+
+// Counts what `body` allocates and frees on this thread.
+template <class Body>
+Counts Count(Body body) {
+  t_counts = Counts{};
+  t_counting = true;
+  body();
+  t_counting = false;
+  return t_counts;
+}
+
+constexpr int kBlock = 512;
+
+// Processes `calls` blocks (front or engine) and returns what they allocated.
+Counts ProcessBlocks(bool front, HVSFX_Param* p, int channels, int calls, long& position) {
+  Counts total;
+  for (int k = 0; k < calls; ++k) {
+    std::vector<short> block = chain::Signal(channels, position, kBlock);
+    position += kBlock;
+    const Counts c = Count([&] { front ? HVTralo_Process(block.data(), kBlock) : HVSFX_Process(p, block.data(), kBlock); });
+    total.allocations += c.allocations, total.frees += c.frees, total.bytes += c.bytes;
+  }
+  return total;
+}
+
+TEST(RealtimeAlloc, NoAllocationOrFreeInsideProcessForAnyEffectCombination) {
+  int combinations = 0;
+  for (bool front : {false, true})
+    for (int rate : {44100, 48000})
+      for (int channels : {1, 2, 6})
+        for (unsigned effects = 0; effects <= chain::kAllEffects; ++effects) {
+          chain::ReloadLibrary();
+          HVSFX_Param own = HVSFX_Param_Default;
+          HVSFX_Param* p = front ? &s_HVSFX_Param : &own;
+          if (front) {
+            ASSERT_EQ(HVTralo_Init(rate, channels), 1);
+            HVTralo_SetEnable(true);
+          } else {
+            own.nSampleRate = rate;
+            own.nInChannels = own.nOutChannels = channels;
+            ASSERT_EQ(HVSFX_Init(&own), 1);
+          }
+          chain::Configure(p, effects);
+          long position = 0;
+          const Counts c = ProcessBlocks(front, p, channels, 24, position);
+          EXPECT_EQ(c.allocations, 0) << (front ? "front " : "engine ") << rate << " Hz, " << channels
+                                      << " channels, effects " << effects;
+          EXPECT_EQ(c.frees, 0) << effects;
+          ++combinations;
+          front ? HVTralo_Release() : HVSFX_Release(&own);
+        }
+  chain::ReloadLibrary();
+  std::printf("allocations and frees per block: 0 in %d combinations x 24 blocks of %d frames\n", combinations,
+              kBlock);
+}
+
+TEST(RealtimeAlloc, SoundbarRebuildIsTheOnlyAllocationOnTheAudioThread) {
+  chain::ReloadLibrary();
+  HVSFX_Param p = HVSFX_Param_Default;
+  p.nInChannels = p.nOutChannels = 6;
+  ASSERT_EQ(HVSFX_Init(&p), 1);
+  chain::Configure(&p, chain::kAllEffects);
+  long position = 0;
+  ProcessBlocks(false, &p, 6, 8, position);
+  for (int change = 0; change < 2; ++change) {
+    change == 0 ? HVSFX_Soundbar_SetDistance(&p, 30) : HVSFX_Soundbar_SetAngle(&p, 2);
+    // The fade reaches its silent point after 1536 samples: the third block.
+    Counts rebuild;
+    long rebuilds = 0;
+    double longestUs = 0;
+    for (int k = 0; k < 8; ++k) {
+      const auto start = std::chrono::steady_clock::now();
+      const Counts c = ProcessBlocks(false, &p, 6, 1, position);
+      const double us = std::chrono::duration<double, std::micro>(std::chrono::steady_clock::now() - start).count();
+      if (c.allocations == 0 && c.frees == 0) continue;
+      ++rebuilds;
+      rebuild = c;
+      longestUs = us;
+    }
+    EXPECT_EQ(rebuilds, 1) << "exactly one block rebuilds the filters";
+    EXPECT_GT(rebuild.allocations, 0);
+    EXPECT_EQ(rebuild.allocations, rebuild.frees) << "the rebuild replaces what it frees";
+    std::printf("soundbar %s change: one block rebuilds: %ld allocations, %ld frees, %ld bytes, %.0f us "
+                "(the whole block)\n",
+                change == 0 ? "distance" : "width", rebuild.allocations, rebuild.frees, rebuild.bytes, longestUs);
+  }
+  HVSFX_Release(&p);
+  chain::ReloadLibrary();
+}
+
+}  // namespace

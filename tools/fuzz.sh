@@ -1,0 +1,41 @@
+#!/usr/bin/env bash
+# Builds the libFuzzer targets under fuzz/ (clang, ASan + UBSan: the
+# "asan-ubsan" preset, which builds them beside the tests) and runs every one
+# of them from its committed seed corpus. Any finding stops the script with
+# the target's report; the reproducer is left in build-asan/fuzz/.
+#
+#   tools/fuzz.sh                 5 s per target (the short run of tools/test.sh)
+#   tools/fuzz.sh 120             120 s per target
+#   tools/fuzz.sh --runs 10000000 ten million executions per target (the long run)
+#   HVFX_FUZZ_TARGETS="fuzz_fft fuzz_fir" tools/fuzz.sh ...   a subset
+#
+# Prints one line per target: executions, seconds, executions per second.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+source tools/deps.sh
+hvfx_require_packages "${HVFX_BUILD_PACKAGES[@]}" "${HVFX_RELIABILITY_PACKAGES[@]}"
+
+limit=(-max_total_time="${1:-5}")
+[ "${1:-}" = --runs ] && limit=(-runs="$2")
+
+out=build-asan/fuzz
+cmake --preset asan-ubsan > /dev/null
+cmake --build --preset asan-ubsan > /dev/null
+targets=${HVFX_FUZZ_TARGETS:-$(cd $out && ls fuzz_* | grep -v '[.-]')}
+for name in $targets; do
+  work=$out/corpus/$name
+  mkdir -p "$work"
+  log=$out/$name.log
+  start=$(date +%s)
+  # Standard output and error of the target are closed (the front's
+  # initialisation log line); libFuzzer and the sanitizers keep theirs.
+  if ! nice $out/$name "$work" "fuzz/corpus/$name" "${limit[@]}" -max_len=512 -close_fd_mask=3 \
+        -print_final_stats=1 -artifact_prefix=$out/"$name"- > "$log" 2>&1; then
+    tail -n 60 "$log"
+    echo "== $name: FINDING (reproducer in $out/$name-*)"
+    exit 1
+  fi
+  runs=$(sed -n 's/^stat::number_of_executed_units: *//p' "$log")
+  secs=$(( $(date +%s) - start ))
+  printf '%-18s %10s executions %6s s %8s exec/s\n' "$name" "$runs" "$secs" "$(( runs / (secs > 0 ? secs : 1) ))"
+done
