@@ -419,7 +419,7 @@ void CAdaptiveVolume_S24::FrameProcess() {
   MoveBuff();
 }
 
-// Step 1: high shelf then high pass, each with its own state.
+// K-weighting: high shelf then high pass, each with its own state.
 // The high pass runs one sample behind the shelf in the same loop, so the
 // two recursions overlap instead of following each other.
 void CAdaptiveVolume_S24::PreFilter() {
@@ -440,7 +440,7 @@ void CAdaptiveVolume_S24::PreFilter() {
   highPass.Save(xState_[1], yState_[1]);
 }
 
-// Step 2: each band filter runs every frame (its state stays continuous); its
+// Band energies: each band filter runs every frame (its state stays continuous); its
 // energy enters the band ring only on the frames the station counter selects.
 // The bands all read the weighted frame and nothing else, so they run as one
 // bank, side by side, each summing its own squares.
@@ -459,7 +459,7 @@ void CAdaptiveVolume_S24::MeasureBandEnergies() {
   for (int b = 0; b < bandCount_; ++b) bandRing_[b][bandIndex_] = ScaledEnergy(energy[b], frameShift_ + 15);
 }
 
-// Step 3: the share of quiet entries in each band ring, weighted by the band's
+// Low-energy ratio: the share of quiet entries in each band ring, weighted by the band's
 // mean energy. Kept from the previous frame when every band is silent.
 void CAdaptiveVolume_S24::UpdateLowEnergyRatio() {
   int64_t s = 0, p = 0;
@@ -477,20 +477,20 @@ void CAdaptiveVolume_S24::UpdateLowEnergyRatio() {
   lowEnergyRatio_ = static_cast<int>(p / s);
 }
 
-// Step 4: frame energy of the weighted frame and its level (0 when silent).
+// Frame loudness: energy of the weighted frame and its level (0 when silent).
 void CAdaptiveVolume_S24::MeasureFrameLevel() {
   const int e = ScaledEnergy(SumOfSquares(weighted_, frameLength_), energyShift_ + frameShift_);
   energy_[energyIndex_] = e;
   level_[levelWriteIndex_] = e < 2 ? 0 : Pwr2dB(e, static_cast<short>(2 * analysisShift_ - energyShift_));
 }
 
-// Step 5: the level, or the previous hold decayed by 12 dB per second.
+// Peak hold: the level, or the previous hold decayed by 12 dB per second.
 void CAdaptiveVolume_S24::UpdatePeakHold() {
   const int previous = hold_[LevelIndexBack(levelWriteIndex_, 1)];
   hold_[levelWriteIndex_] = std::max(level_[levelWriteIndex_], AddWrap32(previous, peakDecay_));
 }
 
-// Step 6: 400 ms mean energy and level; 3 s level into the trend register.
+// Loudness means: 400 ms mean energy and level; 3 s level into the trend register.
 void CAdaptiveVolume_S24::UpdateLoudness() {
   const short q = static_cast<short>(2 * analysisShift_ - energyShift_);
   auto levelOf = [q](int mean) { return mean <= 1 ? 0 : Pwr2dB(mean, q); };
@@ -502,7 +502,7 @@ void CAdaptiveVolume_S24::UpdateLoudness() {
   trend_[trendLength_ - 1] = levelOf(mean3s);
 }
 
-// Step 7: the 400 ms slope around the statistics end, the 3 s short slope,
+// Trends: the 400 ms slope around the statistics end, the 3 s short slope,
 // the slope hold and the gated level over the span.
 void CAdaptiveVolume_S24::UpdateTrends() {
   slope16_[statIndex_] = Extract_K(level400_, statEndIndex_, framesPer20ms_, levelRingLength_);
@@ -511,7 +511,7 @@ void CAdaptiveVolume_S24::UpdateTrends() {
   gated16_[statIndex_] = CalCulate_IL(energy400_, level400_, SpanStartIndex(), statEndIndex_, levelRingLength_);
 }
 
-// ---- Step 8: decision state ---------------------------------------------------------
+// ---- Decision state ------------------------------------------------------------------
 
 void CAdaptiveVolume_S24::UpdateDecisionState() {
   UpdateLowRatioCount();
@@ -638,7 +638,7 @@ void CAdaptiveVolume_S24::FormTarget() {
   target_ = eventCount_ >= 1 ? ClampToInt(std::min<int64_t>(fast, slow)) : slow;
 }
 
-// ---- Steps 10 and 11: gain movement ------------------------------------------------
+// ---- Gain movement -------------------------------------------------------------------
 
 // No event: one slew step toward the target per frame, not clamped at it (the
 // gain toggles around the target by one step, deliberately). A steady signal

@@ -178,7 +178,7 @@ class HVFX_API CAdaptiveVolume_S24 {
   // below 2^48.
   static void IIR_Filter_2ord(int* y, const int* x, const int* coefs, int* xState, int* yState, int n);
 
-  // Analyses the current analysis frame and updates the gain (steps 1-11).
+  // Analyses the current analysis frame and updates the gain (analysis, decision, gain movement).
   void FrameProcess();
 
   // Gain in dB (Q16, -23 ... +30 dB) that brings a level (Q16 dB) to the

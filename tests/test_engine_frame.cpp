@@ -261,7 +261,7 @@ TEST_F(EngineFrame, ReleaseDuringProcessingIsDeferredToTheEndOfTheCall) {
   const int frames = 48000 * 20;
   std::vector<short> samples(2 * static_cast<size_t>(frames), 1000);
   bool observedDeferral = false;
-  for (int attempt = 0; attempt < 20 && !observedDeferral; ++attempt) {
+  for (int attempt = 0; attempt < 200 && !observedDeferral; ++attempt) {
     HVSFX_GetDefaultParam(&param);
     param.bSurroundEnable = true;
     Init(64, 2);
