@@ -9,8 +9,8 @@
 // The programme peaks 18 dB below full scale. The chain has no saturation
 // before the equalizer: with the gain shift of 1 (the front interface's
 // default) the soundbar's outputs are doubled on top of its side gains, and
-// louder material drives later stages past their 24-bit range, where their
-// integer arithmetic wraps as defined (with peaks at -12 dBFS a rail-to-rail
+// louder material drives later stages past their range, where an over-range
+// value wraps in their integer arithmetic as defined (with peaks at -12 dBFS a rail-to-rail
 // flip shows after about twenty minutes; with gain shift 0 an hour at that
 // level passes). At -18 dBFS, boosted by the equalizer's 12 dB at most, a
 // clipped band cannot swing from rail to rail within one sample, so such a
