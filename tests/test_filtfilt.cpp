@@ -8,7 +8,6 @@
 #include <cmath>
 #include <cstdint>
 #include <random>
-#include <type_traits>
 #include <utility>
 #include <vector>
 
@@ -29,56 +28,37 @@ Sections Lowpass() {
           {-1, -1, 10}};
 }
 
-// Direct model of the block algorithm, written from its description: the
-// pass over ping-pong rows with samples 0 and 1 apart, the reversed work
-// signal with its ascending history copy. With T = int it rescales the
-// sections and floors like the filter; with T = double it runs the
-// coefficients as given, exactly.
-template <class T>
-class Model {
+// The forward-backward filter in double precision with the coefficients as
+// given: each block reversed together with the look-ahead samples that follow
+// it, run backward through a fresh cascade, turned round and run forward
+// through a cascade that keeps its state.
+class Exact {
  public:
-  Model(Sections s, int lookahead, int maxBlock) : s_(std::move(s)), L_(lookahead) {
-    const int nsos = s_.count();
-    for (int k = 0; k < nsos && std::is_integral_v<T>; ++k) {
-      short* c = &s_.sos[6 * k];
-      uint32_t sum = 0;
-      for (int i : {0, 1, 2, 4, 5}) sum += static_cast<uint32_t>(std::abs(c[i]));
-      int32_t t = s_.sosQ[k] < 0 ? static_cast<int32_t>(sum << -s_.sosQ[k]) : static_cast<int32_t>(sum) >> s_.sosQ[k];
-      int halvings = 0;
-      for (; t > 32767; t >>= 1) ++halvings;
-      for (int i = 0; i < 3; ++i) c[i] = static_cast<short>(c[i] >> halvings);
-      s_.gainQ[nsos] = static_cast<short>(s_.gainQ[nsos] - halvings);
-    }
+  Exact(Sections s, int lookahead, int maxBlock) : s_(std::move(s)), L_(lookahead) {
     reversed_.assign(L_ + maxBlock, 0);
-    forward_.assign(4 * nsos, 0);
+    forward_.assign(4 * s_.count(), 0);
   }
 
-  std::vector<T> Block(const std::vector<T>& in) {
+  std::vector<double> Block(const std::vector<double>& in) {
     const int n = static_cast<int>(in.size());
     for (int k = 0; k < L_; ++k) reversed_[n + k] = reversed_[k];
     for (int j = 0; j < n; ++j) reversed_[n - 1 - j] = in[j];
-    std::vector<T> backwardState(4 * s_.count(), 0);
-    const auto backward = Cascade(std::vector<T>(reversed_.begin(), reversed_.begin() + n + L_), backwardState);
-    std::vector<T> forward(n);
+    std::vector<double> backwardState(4 * s_.count(), 0);
+    const auto backward = Cascade(std::vector<double>(reversed_.begin(), reversed_.begin() + n + L_), backwardState);
+    std::vector<double> forward(n);
     for (int k = 0; k < n; ++k) forward[k] = backward[n + L_ - 1 - k];
     return Cascade(forward, forward_);
   }
 
  private:
-  using Wide = std::conditional_t<std::is_integral_v<T>, int64_t, double>;
-  static T Scale(Wide v, int shift) {
-    if constexpr (std::is_integral_v<T>) return static_cast<int32_t>(v >> shift);
-    return std::ldexp(v, -shift);
-  }
-
-  std::vector<T> Cascade(std::vector<T> x, std::vector<T>& state) const {
+  std::vector<double> Cascade(std::vector<double> x, std::vector<double>& state) const {
     const int n = static_cast<int>(x.size()), nsos = s_.count();
-    std::vector<T> y(n);
+    std::vector<double> y(n);
     for (int k = 0; k < nsos; ++k) {
       const short* c = &s_.sos[6 * k];
-      T* st = &state[4 * k];
-      auto section = [&](Wide x0, Wide x1, Wide x2, Wide y1, Wide y2) {
-        return Scale(c[0] * x0 + c[1] * x1 + c[2] * x2 - c[4] * y1 - c[5] * y2, 15 + s_.sosQ[k]);
+      double* st = &state[4 * k];
+      auto section = [&](double x0, double x1, double x2, double y1, double y2) {
+        return std::ldexp(c[0] * x0 + c[1] * x1 + c[2] * x2 - c[4] * y1 - c[5] * y2, -15 - s_.sosQ[k]);
       };
       y[0] = section(x[0], st[0], st[1], st[2], st[3]);
       y[1] = section(x[1], x[0], st[0], y[0], st[2]);
@@ -86,13 +66,13 @@ class Model {
       st[0] = x[n - 1], st[1] = x[n - 2], st[2] = y[n - 1], st[3] = y[n - 2];
       x = y;
     }
-    for (T& v : y) v = Scale(static_cast<Wide>(v) * s_.gain[nsos], 15 + s_.gainQ[nsos]);
+    for (double& v : y) v = std::ldexp(v * s_.gain[nsos], -15 - s_.gainQ[nsos]);
     return y;
   }
 
   Sections s_;
   int L_;
-  std::vector<T> reversed_, forward_;
+  std::vector<double> reversed_, forward_;
 };
 
 CFiltFiltFxd* Make(CFiltFiltFxd& f, Sections& s, int channels, int L, int maxBlock) {
@@ -128,7 +108,7 @@ TEST(FiltFilt, RescaledSectionsKeepTheResponse) {
   Sections q16{{20000, 20000, 0, 32767, -30000, 0}, {1}, {0, 32767}, {0, 0}};
   for (Sections s : {Lowpass(), q16}) {
     const int L = 64, n = 256;
-    Model<double> exact(s, L, n);
+    Exact exact(s, L, n);
     CFiltFiltFxd f;
     Make(f, s, 1, L, n);
     for (int b = 0; b < 4; ++b) {

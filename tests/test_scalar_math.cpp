@@ -24,25 +24,31 @@ std::vector<long long> SweepInputs(long long lo, long long hi) {
 
 }  // namespace
 
-TEST(Normalisers, AccTo24bShiftBringsAccumulatorIntoRange) {
-  long long acc = 0;
-  EXPECT_EQ(AccTo24bShift(acc), -23);  // zero is not shifted but reports -23
-  EXPECT_EQ(acc, 0);
-  acc = -5;
-  EXPECT_EQ(AccTo24bShift(acc), -23);
-  EXPECT_EQ(acc, -5);
-  acc = 8388608;
-  EXPECT_EQ(AccTo24bShift(acc), 1);
-  EXPECT_EQ(acc, 4194304);
-  acc = 1;
-  EXPECT_EQ(AccTo24bShift(acc), -22);
-  EXPECT_EQ(acc, 4194304);
-  acc = 6000000;  // already in range
-  EXPECT_EQ(AccTo24bShift(acc), 0);
-  EXPECT_EQ(acc, 6000000);
-  acc = INT64_MAX;  // shifts right, flooring, until it fits
-  EXPECT_EQ(AccTo24bShift(acc), 40);
-  EXPECT_EQ(acc, INT64_MAX >> 40);
+TEST(Normalisers, ShiftCountsAndResultsAtTheEdges) {
+  // {input, shift, result}: zero and negatives are not shifted (AccTo24bShift
+  // still reports -23); INT64_MAX shifts right, flooring, until it fits.
+  const long long acc24[][3] = {{0, -23, 0},       {-5, -23, -5},           {8388608, 1, 4194304}, {1, -22, 4194304},
+                                {6000000, 0, 6000000}, {INT64_MAX, 40, INT64_MAX >> 40}};
+  for (const auto& c : acc24) {
+    long long v = c[0];
+    EXPECT_EQ(AccTo24bShift(v), c[1]) << c[0];
+    EXPECT_EQ(v, c[2]) << c[0];
+  }
+  const long long acc32[][3] = {{0, 0, 0}, {-100, 0, -100}, {1, -30, 1LL << 30}, {1LL << 31, 1, 1LL << 30},
+                                {2147483647, 0, 2147483647}};
+  for (const auto& c : acc32) {
+    long long v = c[0];
+    EXPECT_EQ(AccTo32bShift(v), c[1]) << c[0];
+    EXPECT_EQ(v, c[2]) << c[0];
+  }
+  // Norm_S24 fills bit 22; values beyond 24 bits are left as they are.
+  const int s24[][3] = {{-4194304, 0, -4194304}, {-1, 22, -4194304}, {1, 22, 4194304},      {0, 0, 0},
+                        {20000000, 0, 20000000}, {-4194303, 1, -8388606}, {3, 21, 3 << 21}};
+  for (const auto& c : s24) {
+    int v = c[0];
+    EXPECT_EQ(Norm_S24(v), c[1]) << c[0];
+    EXPECT_EQ(v, c[2]) << c[0];
+  }
   for (long long x : SweepInputs(1, 1LL << 62)) {
     long long v = x;
     const short s = AccTo24bShift(v);
@@ -50,47 +56,6 @@ TEST(Normalisers, AccTo24bShiftBringsAccumulatorIntoRange) {
     EXPECT_LE(v, 8388607) << x;
     EXPECT_EQ(s > 0 ? (x >> s) : (x << -s), v) << x;
   }
-}
-
-TEST(Normalisers, AccTo32bShiftUsesTheThirtyOneBitRange) {
-  long long acc = 0;
-  EXPECT_EQ(AccTo32bShift(acc), 0);
-  EXPECT_EQ(acc, 0);
-  acc = -100;
-  EXPECT_EQ(AccTo32bShift(acc), 0);
-  EXPECT_EQ(acc, -100);
-  acc = 1;
-  EXPECT_EQ(AccTo32bShift(acc), -30);
-  EXPECT_EQ(acc, 1LL << 30);
-  acc = 1LL << 31;
-  EXPECT_EQ(AccTo32bShift(acc), 1);
-  EXPECT_EQ(acc, 1LL << 30);
-  acc = 2147483647;
-  EXPECT_EQ(AccTo32bShift(acc), 0);
-}
-
-TEST(Normalisers, NormS24FillsBit22) {
-  int x = -4194304;
-  EXPECT_EQ(Norm_S24(x), 0);
-  EXPECT_EQ(x, -4194304);
-  x = -1;
-  EXPECT_EQ(Norm_S24(x), 22);
-  EXPECT_EQ(x, -4194304);
-  x = 1;
-  EXPECT_EQ(Norm_S24(x), 22);
-  EXPECT_EQ(x, 4194304);
-  x = 0;
-  EXPECT_EQ(Norm_S24(x), 0);
-  EXPECT_EQ(x, 0);
-  x = 20000000;  // beyond 24 bits: left as it is
-  EXPECT_EQ(Norm_S24(x), 0);
-  EXPECT_EQ(x, 20000000);
-  x = -4194303;  // doubles once to -8388606
-  EXPECT_EQ(Norm_S24(x), 1);
-  EXPECT_EQ(x, -8388606);
-  x = 3;
-  EXPECT_EQ(Norm_S24(x), 21);
-  EXPECT_EQ(x, 3 << 21);
 }
 
 TEST(Tables, HoldTheListedValues) {

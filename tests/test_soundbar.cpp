@@ -12,7 +12,6 @@
 #include <vector>
 
 #include "soundbar/CSoundbar4Fxd.h"
-#include "soundbar/SoundbarFadeTables.h"
 
 namespace {
 
@@ -148,35 +147,6 @@ TEST(Soundbar, SixteenBitPathMatchesThirtyTwoBitPath) {
   const auto outWide = RunPlanar<int>(a, wide);
   const auto outNarrow = RunPlanar<short>(b, narrow);
   for (int c = 0; c < 6; ++c) EXPECT_TRUE(std::equal(outWide[c].begin(), outWide[c].end(), outNarrow[c].begin())) << c;
-}
-
-TEST(Soundbar, OutputFadeScalesEveryChannelByTheTable) {
-  const size_t n = 12 * kBlock;
-  std::vector<std::vector<int>> rows;
-  for (unsigned c = 0; c < 6; ++c) rows.push_back(Noise<int>(n, 1 << 20, 30 + c));
-  Processor faded, plain;
-  std::vector<int> in(6 * kBlock), outF(6 * kBlock), outP(6 * kBlock);
-  for (size_t start = 0; start < n; start += kBlock) {
-    const bool fadeStarts = start == 4 * kBlock;
-    for (CSoundbar4Fxd* sb : {static_cast<CSoundbar4Fxd*>(&faded), static_cast<CSoundbar4Fxd*>(&plain)}) {
-      for (int c = 0; c < 6; ++c) std::copy_n(rows[c].begin() + static_cast<long>(start), kBlock, in.begin() + c * kBlock);
-      const uint32_t saved = CSoundbar4Fxd::outputFadePosition;
-      if (sb == &plain) CSoundbar4Fxd::outputFadePosition = kInactive;
-      else if (fadeStarts) CSoundbar4Fxd::outputFadePosition = 0;
-      sb->Process(in.data(), kBlock, 6, sb == &plain ? outP.data() : outF.data(), kBlock, 6, 0);
-      if (sb == &plain) CSoundbar4Fxd::outputFadePosition = saved;
-    }
-    const uint64_t pos0 = start >= 4 * kBlock ? start - 4 * kBlock : 1u << 20;
-    for (int c = 0; c < 6; ++c)
-      for (int i = 0; i < kBlock; ++i) {
-        const int expect = pos0 + i < 1024 ? static_cast<int>((static_cast<int64_t>(outP[c * kBlock + i]) *
-                                                               SoundbarOutputFadeTable[pos0 + i]) >> 15)
-                                           : outP[c * kBlock + i];
-        ASSERT_EQ(outF[c * kBlock + i], expect) << start << " " << c << " " << i;
-      }
-  }
-  EXPECT_EQ(CSoundbar4Fxd::outputFadePosition, 1024u);
-  StopFades();
 }
 
 TEST(Soundbar, DistanceChangeRebuildsAtTheSilentPoint) {
