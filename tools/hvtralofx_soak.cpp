@@ -9,10 +9,11 @@
 // The programme peaks 18 dB below full scale. The chain has no saturation
 // before the equalizer: with the gain shift of 1 (the front interface's
 // default) the soundbar's outputs are doubled on top of its side gains, and
-// louder material drives later stages past their range, where an over-range
-// value wraps in their integer arithmetic as defined (with peaks at -12 dBFS a rail-to-rail
-// flip shows after about twenty minutes; with gain shift 0 an hour at that
-// level passes). At -18 dBFS, boosted by the equalizer's 12 dB at most, a
+// louder material, boosted further by the leveller, reaches the equalizer
+// past the 24-bit working range, where its 32-bit section state wraps as
+// defined (with peaks at -12 dBFS a rail-to-rail flip shows after about
+// twenty minutes; without the equalizer, without the leveller or with gain
+// shift 0 an hour at that level passes). At -18 dBFS, boosted by the equalizer's 12 dB at most, a
 // clipped band cannot swing from rail to rail within one sample, so such a
 // jump can only be a wrap.
 //
