@@ -7,21 +7,11 @@
 #include "api/FrontInternal.h"
 #include "api/EngineInternal.h"
 #include "hvtralofx.h"
+#include "tests/support/ChainScenario.h"
 
 using namespace hvfuzz;
 
 namespace {
-
-void ReloadFront() {
-  HVTralo_Release();
-  s_HVSFX_Param = HVSFX_Param_Default;
-  s_HVTralo_MainSwitchEnable = false;
-  s_HVTralo_Configed = false;
-  s_HVTralo_InitOnce = false;
-  s_sampleCount = 0;
-  CSoundbar4Fxd::inputFadePosition = CSoundbar4Fxd::kInputFadeLength;
-  CSoundbar4Fxd::outputFadePosition = CSoundbar4Fxd::kOutputFadeLength;
-}
 
 void Process(FuzzedDataProvider& in) {
   // Up to a little over two 512-frame blocks, so that the chain runs.
@@ -39,7 +29,7 @@ void Process(FuzzedDataProvider& in) {
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   FuzzedDataProvider in(data, size);
-  ReloadFront();
+  chain::ReloadLibrary();
   bool b = false;
   int i1 = 0, i2 = 0, i3 = 0, i4 = 0;
   float q = 0.0f;
@@ -111,6 +101,6 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
       default: HVTralo_Init(in.ConsumeBool() ? 44100 : 48000, 6); break;  // the soundbar layout
     }
   }
-  ReloadFront();
+  chain::ReloadLibrary();
   return 0;
 }

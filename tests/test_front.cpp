@@ -21,6 +21,7 @@
 #include "api/HVSFX_Switches.h"
 #include "api/HVTralo_Front.h"
 #include "eq/CHVAudioEQ_Ts.h"
+#include "support/ChainScenario.h"
 
 namespace {
 
@@ -29,14 +30,7 @@ class Front : public ::testing::Test {
  protected:
   void SetUp() override { Reload(); }
   void TearDown() override { Reload(); }
-  static void Reload() {
-    HVTralo_Release();
-    s_HVSFX_Param = HVSFX_Param_Default;
-    s_HVTralo_MainSwitchEnable = false;
-    s_HVTralo_Configed = false;
-    s_HVTralo_InitOnce = false;
-    s_sampleCount = 0;
-  }
+  static void Reload() { chain::ReloadLibrary(); }
 };
 
 // Samples with their attenuated values, (s * 19661 + 16384) >> 15.
