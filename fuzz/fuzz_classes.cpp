@@ -13,7 +13,7 @@ using namespace hvfuzz;
 
 namespace {
 
-constexpr int kMaxBlock = 600;  // samples per channel and call: cheap inputs
+constexpr int kMaxBlock = 300;  // samples per channel and call: past every internal block, cheap inputs
 
 int AnyCount(FuzzedDataProvider& in, int max) { return in.ConsumeIntegralInRange(-1, max); }
 

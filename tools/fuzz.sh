@@ -15,8 +15,8 @@ cd "$(dirname "$0")/.."
 source tools/deps.sh
 hvfx_require_packages "${HVFX_BUILD_PACKAGES[@]}" "${HVFX_RELIABILITY_PACKAGES[@]}"
 
-limit=(-max_total_time="${1:-5}")
-[ "${1:-}" = --runs ] && limit=(-runs="$2")
+limit=(-max_total_time="${1:-5}") run="${1:-5}s"
+[ "${1:-}" = --runs ] && limit=(-runs="$2") run="$2runs"
 
 out=build-asan/fuzz
 cmake --preset asan-ubsan > /dev/null
@@ -25,7 +25,7 @@ targets=${HVFX_FUZZ_TARGETS:-$(cd $out && ls fuzz_* | grep -v '[.-]')}
 for name in $targets; do
   work=$out/corpus/$name
   mkdir -p "$work"
-  log=$out/$name.log
+  log=$out/$name-$run.log  # a short run beside a long one keeps its own log
   start=$(date +%s)
   # Standard output and error of the target are closed (the front's
   # initialisation log line); libFuzzer and the sanitizers keep theirs.
