@@ -1,7 +1,10 @@
 // Golden vectors of the whole chain: a CRC-32 of every call's output for 44.1
 // and 48 kHz; mono, stereo and 5.1; each effect alone and all together;
 // settings changed mid-stream; soundbar distance and width changes; through
-// the engine interface (calls of 1024, 600 and 1448 frames) and the front. The
+// the engine interface (calls of 1024, 600 and 1448 frames) and the front;
+// and twenty-second programmes whose loudness moves between loud and quiet
+// passages over seconds, long enough for the leveller's event, span and
+// shortfall decisions and the limiter's switch ramps. The
 // chain is integer arithmetic defined to the bit, so the file holds for every
 // compiler, optimisation level, vector kernel and platform. It also carries
 // the arithmetic checks of the equalizer, leveller, limiter and soundbar
@@ -37,7 +40,7 @@ uint32_t Crc32(const std::vector<short>& samples) {
   return ~crc;
 }
 
-enum Script { kSteady, kMidStreamChanges, kSoundbarMoves };
+enum Script { kSteady, kMidStreamChanges, kSoundbarMoves, kLong, kLongQuickMoves, kLongFlatCurve, kLongLimiterToggles };
 
 struct Case {
   std::string name;
@@ -46,6 +49,10 @@ struct Case {
   unsigned effects;
   Script script;
 };
+
+bool IsLong(Script s) { return s >= kLong; }
+constexpr int kLongCalls = 960;      // about twenty seconds
+constexpr int kCallsPerLongCrc = 32;  // one CRC for every 32 calls of a long programme
 
 std::vector<Case> Cases() {
   std::vector<Case> cases;
@@ -62,6 +69,13 @@ std::vector<Case> Cases() {
       cases.push_back({at + "front_all", true, rate, ch, kAllEffects, kSteady});
       cases.push_back({at + "front_changes", true, rate, ch, kAllEffects, kMidStreamChanges});
     }
+  cases.push_back({"48000_2ch_leveller_long", false, 48000, 2, kLeveller, kLong});
+  cases.push_back({"48000_2ch_leveller_quick_moves_long", false, 48000, 2, kLeveller, kLongQuickMoves});
+  cases.push_back({"48000_2ch_leveller_flat_curve_long", false, 48000, 2, kLeveller, kLongFlatCurve});
+  cases.push_back({"44100_6ch_all_long", false, 44100, 6, kAllEffects, kLong});
+  // Without the equalizer (which saturates at full scale) the leveller's boost
+  // and the virtualizer's doubled outputs drive the limiter past its ceiling.
+  cases.push_back({"48000_6ch_limiter_toggles_long", false, 48000, 6, kLeveller | kSoundbar | kLimiter, kLongLimiterToggles});
   return cases;
 }
 
@@ -82,20 +96,34 @@ std::string PlayCase(const Case& c) {
     HVSFX_Init(&own);
   }
   Configure(p, c.effects);
+  if (c.script == kLongFlatCurve) HVSFX_AdaV_SetParam(p, 0, 60, 9000, 0);
+  if (c.script == kLong) {
+    HVSFX_EQ_SetBandGain(p, -1, 7, 5, 1000, 0.001f);  // so small a Q that the bandwidth angle is held
+    HVSFX_EQ_SetLPFBandGain(p, -1, 6, 100);           // below the low shelf's lowest corner
+  }
   std::ostringstream line;
   long position = 0;
-  for (int call = 0; call < kCalls; ++call) {
+  uint32_t groupCrc = 0;
+  for (int call = 0; call < (IsLong(c.script) ? kLongCalls : kCalls); ++call) {
     if (c.script == kMidStreamChanges && call % 5 == 2) ChangeSettings(p, call / 5);
     if (c.script == kSoundbarMoves && call % 6 == 3) HVSFX_Soundbar_SetDistance(p, 30 + 10 * (call / 6));
     if (c.script == kSoundbarMoves && call == 15) HVSFX_Soundbar_SetAngle(p, 2);
+    if (c.script == kLongLimiterToggles && call % 40 == 20) HVSFX_DRC_SetEnable(p, call % 80 == 20);
     const int frames = c.front ? 1024 : kCallFrames[call % 3];
-    std::vector<short> block = Signal(c.channels, position, frames);
+    std::vector<short> block = IsLong(c.script) ? SlowlyMovingSignal(c.channels, position, frames, c.script == kLongQuickMoves)
+                                                : Signal(c.channels, position, frames);
     position += frames;
     const int r = c.front ? HVTralo_Process(block.data(), frames) : HVSFX_Process(p, block.data(), frames);
     EXPECT_EQ(r, 1) << c.name << " call " << call;
+    const uint32_t crc = Crc32(block);
+    groupCrc = IsLong(c.script) ? Crc32({static_cast<short>(groupCrc), static_cast<short>(groupCrc >> 16),
+                                         static_cast<short>(crc), static_cast<short>(crc >> 16)})
+                                : crc;
+    if (IsLong(c.script) && (call + 1) % kCallsPerLongCrc != 0) continue;
     char word[12];
-    std::snprintf(word, sizeof word, " %08x", Crc32(block));
+    std::snprintf(word, sizeof word, " %08x", groupCrc);
     line << word;
+    groupCrc = 0;
   }
   if (c.front) HVTralo_Release(); else HVSFX_Release(&own);
   ReloadLibrary();

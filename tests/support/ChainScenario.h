@@ -38,6 +38,21 @@ inline std::vector<short> Signal(int channels, long first, int frames) {
   return out;
 }
 
+// The programme of Signal under a slow envelope: loud events after long
+// quiet passages, for the leveller's decisions. Each of six levels is held
+// for 131072 frames (about 2.8 s): 0, -35, 0 dB, silence, -10 and -45 dB;
+// or, `quick`, for 65536 frames: 0, -40, 0, -20, -6 and -50 dB.
+inline std::vector<short> SlowlyMovingSignal(int channels, long first, int frames, bool quick = false) {
+  std::vector<short> out = Signal(channels, first, frames);
+  static constexpr int kSlowQ10[2][6] = {{1024, 18, 1024, 0, 324, 6}, {1024, 10, 1024, 102, 513, 3}};
+  for (int f = 0; f < frames; ++f)
+    for (int c = 0; c < channels; ++c) {
+      short& v = out[static_cast<size_t>(f) * static_cast<size_t>(channels) + static_cast<size_t>(c)];
+      v = static_cast<short>(v * kSlowQ10[quick][((first + f) >> (quick ? 16 : 17)) % 6] / 1024);
+    }
+  return out;
+}
+
 // The library's state at load time: front record, switches and the
 // soundbar's shared fade positions. Releases the engine first.
 inline void ReloadLibrary() {
