@@ -1,5 +1,6 @@
 #include "HVSFX_Engine.h"
 
+#include <chrono>
 #include <cstdlib>
 #include <cstring>
 #include <thread>
@@ -375,6 +376,27 @@ bool MatchesLayout(const HVSFX_Param* param, const HVSFX_Param& p) {
          p.nOutChannels == s_layout.outChannels;
 }
 
+// Waits, on a control thread, for the block in flight to finish once new
+// blocks are held off. A block takes tens of microseconds, so the wait spins
+// first: yielding at once could hand the core to another process for a whole
+// scheduler slice on a loaded machine, and every call arriving meanwhile
+// would be skipped. After 200 us it yields.
+void WaitForBlockInFlight() {
+  using Clock = std::chrono::steady_clock;
+  const Clock::time_point yieldAfter = Clock::now() + std::chrono::microseconds(200);
+  while (s_processRunning.load() != 0) {
+    if (Clock::now() < yieldAfter) {
+#if defined(__x86_64__) || defined(__i386__)
+      __builtin_ia32_pause();
+#elif defined(__aarch64__)
+      asm volatile("yield");
+#endif
+    } else {
+      std::this_thread::yield();
+    }
+  }
+}
+
 void AcquireControl() {
   int expected = 0;
   while (!s_controlBusy.compare_exchange_weak(expected, 1)) {
@@ -423,7 +445,7 @@ bool EngineControlGuard::TryAcquire() {
 void EngineControlGuard::PauseBlocks() {
   paused_ = true;
   s_reconfiguring.store(1);
-  while (s_processRunning.load() != 0) std::this_thread::yield();
+  WaitForBlockInFlight();
 }
 
 // Not inlined, so that the thread sanitizer's list of accepted races can
@@ -443,7 +465,7 @@ extern "C" int HVSFX_Init(HVSFX_Param* param) {
   EngineControlGuard guard(param);
   // A block in flight finishes first; new blocks are skipped until we are done.
   s_reconfiguring.store(1);
-  while (s_processRunning.load() != 0) std::this_thread::yield();
+  WaitForBlockInFlight();
 
   CreateLimiter(p);
   CreateChannelEqualizers(p);
