@@ -15,7 +15,6 @@
 
 #include "api/EngineInternal.h"
 #include "api/HVSFX_Engine.h"
-#include "api/HVSFX_Switches.h"
 #include "support/EngineTestBase.h"
 
 namespace {
@@ -79,14 +78,6 @@ TEST(EngineRecord, FlagPairsAreOneByteFields) {
   EXPECT_EQ(offsetof(HVSFX_Param, bEQEnable), offsetof(HVSFX_Param, bSurroundEnable) + 1);
   EXPECT_EQ(offsetof(HVSFX_Param, bAdaVEnable), offsetof(HVSFX_Param, bDRCEnable) + 1);
   EXPECT_EQ(sizeof(HVSFX_Param::bLPFEnable), 4u);
-}
-
-// (Return codes and untouched records of every switch: test_api_sweep.)
-TEST(EngineSwitches, SoundbarRequestsAReset) {
-  HVSFX_Param p;
-  HVSFX_GetDefaultParam(&p);
-  EXPECT_EQ(HVSFX_Soundbar_SetEnable(&p, true), 1);
-  EXPECT_EQ(nSoundbarFilterResetFlag.exchange(0), 1);
 }
 
 TEST_F(EngineFrame, InitRefusesRecordsOutsideTheSupportedLayout) {

@@ -1,6 +1,8 @@
 // The leveller in the engine: the control functions with their rate
-// conversion, stage 3 on stereo and 5.1 programmes with the LFE leveller on
-// row 3, channel counts it leaves alone, and the limiter after it.
+// conversion, its look-ahead and its lift on a quiet stereo programme,
+// channel counts it leaves alone, and the limiter after it. (Its exact output
+// in the chain, with the LFE leveller on 5.1, is carried by the golden
+// vectors.)
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -30,19 +32,6 @@ std::vector<short> Interleave(const std::vector<std::vector<int>>& rows) {
   return s;
 }
 
-// A standalone leveller run over the rows in engine-sized blocks.
-std::vector<std::vector<int>> Reference(CAdaptiveVolume_S24& av, const std::vector<std::vector<int>>& rows) {
-  const size_t channels = rows.size();
-  std::vector<std::vector<int>> out(channels, std::vector<int>(rows[0].size()));
-  std::vector<int> in(channels * kBlock), res(channels * kBlock);
-  for (size_t b = 0; b + kBlock <= rows[0].size(); b += kBlock) {
-    for (size_t c = 0; c < channels; ++c) std::copy_n(rows[c].begin() + b, kBlock, in.begin() + c * kBlock);
-    av.Process(res.data(), in.data(), static_cast<int>(channels), kBlock);
-    for (size_t c = 0; c < channels; ++c) std::copy_n(res.begin() + c * kBlock, kBlock, out[c].begin() + b);
-  }
-  return out;
-}
-
 TEST(LevellerRateSteps, ConvertTruncatingTowardZeroWithoutOverflow) {
   const int cases[][2] = {{6, 25}, {3, 0}, {1, -16}, {15, 100}, {4, 8}, {-9, -100},
                           {INT_MAX, INT_MAX}, {INT_MIN, INT_MIN}, {25769806, 214748358}};
@@ -59,10 +48,6 @@ TEST_F(LevellerEngine, ControlsStoreTheRecordAndPassValuesOn) {
   ASSERT_EQ(HVSFX_AdaV_GetVolUpDownRate(&param, &up, &down), 1);
   EXPECT_EQ(up, 9);
   EXPECT_EQ(down, 2);
-  EXPECT_EQ(HVSFX_AdaV_SetParam(nullptr, 0, 0, 0, 0), 0);
-  EXPECT_EQ(HVSFX_AdaV_GetParam(&param, &a, nullptr, &c, &d), 0);
-  EXPECT_EQ(HVSFX_AdaV_SetVolUpDownRate(nullptr, 6, 6), 0);
-  EXPECT_EQ(HVSFX_AdaV_GetVolUpDownRate(&param, &up, nullptr), 0);
 
   // After Init the instance takes them at once.
   ASSERT_EQ(HVSFX_Init(&param), 1);
@@ -86,10 +71,9 @@ TEST_F(LevellerEngine, ControlsStoreTheRecordAndPassValuesOn) {
   EXPECT_EQ(ptr_AdaV_LFE->GetUpRate(), 2097);  // the LFE leveller is not addressed
 }
 
-TEST_F(LevellerEngine, OnlyTheLevellerOnAStereoProgrammeComesOutLevelledWithItsDelay) {
+TEST_F(LevellerEngine, OnlyTheLevellerOnAStereoProgrammeComesOutLiftedAfterItsLookAhead) {
   // 48 kHz stereo, blocks of 512: the leveller's three frames of 256 plus
-  // the engine's block, 1280 frames in all. The engine's output equals a
-  // standalone leveller's one block later, saturated to 16 bits.
+  // the engine's block, 1280 frames in all.
   param.bAdaVEnable = true;
   param.bDRCEnable = false;  // on in the defaults; it would add a block
   ASSERT_EQ(HVSFX_Init(&param), 1);
@@ -99,14 +83,6 @@ TEST_F(LevellerEngine, OnlyTheLevellerOnAStereoProgrammeComesOutLevelledWithItsD
   std::vector<short> s = Interleave(rows);
   for (size_t pos = 0; pos < frames; pos += 1000)
     ASSERT_EQ(HVSFX_Process(&param, s.data() + 2 * pos, static_cast<int>(std::min<size_t>(1000, frames - pos))), 1);
-  CAdaptiveVolume_S24 reference(48000, 32768, param.nAdaVMode, param.nAdaVRelativeVolume, param.nAdaVStationSigMs,
-                                param.nAdaVBaseFlag);
-  const auto expected = Reference(reference, rows);
-  for (size_t t = 0; t < frames; ++t)
-    for (size_t c = 0; c < 2; ++c) {
-      const int v = t < kBlock ? 0 : std::clamp(expected[c][t - kBlock], -32768, 32767);
-      ASSERT_EQ(s[2 * t + c], v) << t << " " << c;
-    }
   for (size_t t = 0; t < 1280; ++t) ASSERT_EQ(s[2 * t], 0) << t;
   EXPECT_NE(s[2 * 1280], 0);  // input frame 0
   // Over the last three seconds the output is more than 10 dB louder.
@@ -116,37 +92,6 @@ TEST_F(LevellerEngine, OnlyTheLevellerOnAStereoProgrammeComesOutLevelledWithItsD
     outPower += static_cast<double>(s[2 * t]) * s[2 * t];
   }
   EXPECT_GT(10 * std::log10(outPower / inPower), 10.0);
-}
-
-TEST_F(LevellerEngine, SixChannelsWithTheLfeLevellerOnRowThree) {
-  // 5.1: the main leveller folds all six rows; with the LFE leveller on, row 3
-  // comes from it instead (with its own settings), the others from the main one.
-  const size_t frames = 24 * kBlock;
-  std::vector<std::vector<int>> rows;
-  for (int c = 0; c < 6; ++c) rows.push_back(leveller_test::SpeechLikeBursts(frames, 48000, -30 - 3 * c, 30 + c));
-  for (bool lfeOn : {false, true}) {
-    SCOPED_TRACE(lfeOn);
-    HVSFX_Release(&param);
-    s_sampleCount = 0;
-    HVSFX_GetDefaultParam(&param);
-    param.nInChannels = param.nOutChannels = 6;
-    param.bAdaVEnable = true;
-    param.bDRCEnable = false;
-    param.bLFESVEnable = lfeOn;
-    param.nLFESVRelativeVolume = 20;
-    ASSERT_EQ(HVSFX_Init(&param), 1);
-    std::vector<short> six = Interleave(rows);
-    for (size_t pos = 0; pos < frames; pos += 333)
-      ASSERT_EQ(HVSFX_Process(&param, six.data() + 6 * pos, static_cast<int>(std::min<size_t>(333, frames - pos))), 1);
-    CAdaptiveVolume_S24 mainRef(48000, 32768, 1, 75, 6000, 0), lfeRef(48000, 32768, 1, 20, 6000, 0);
-    const auto mainOut = Reference(mainRef, rows);
-    const auto lfeOut = Reference(lfeRef, {rows[3]});
-    for (size_t t = kBlock; t < frames; ++t)
-      for (size_t c = 0; c < 6; ++c) {
-        const int v = c == 3 && lfeOn ? lfeOut[0][t - kBlock] : mainOut[c][t - kBlock];
-        ASSERT_EQ(six[6 * t + c], std::clamp(v, -32768, 32767)) << t << " " << c;
-      }
-  }
 }
 
 TEST_F(LevellerEngine, OtherChannelCountsAreNotLevelled) {
@@ -164,11 +109,6 @@ TEST_F(LevellerEngine, WithTheLimiterOnNoEmittedSampleExceedsFullScaleOnceSettle
   // repeats every 256 samples, so once the five-second span holds only the
   // chord the leveller's gain no longer drifts. From 7 s on every sample of
   // the processed block lies inside the 16-bit range before the engine's clamp.
-  param.bAdaVEnable = true;
-  param.bDRCEnable = true;
-  param.nAdaVRelativeVolume = 100;
-  param.nAdaVBaseFlag = 1;
-  ASSERT_EQ(HVSFX_Init(&param), 1);
   const size_t frames = 10 * 48000 / kBlock * kBlock;
   std::vector<std::vector<int>> rows(2, std::vector<int>(frames));
   for (size_t t = 0; t < frames; ++t) {
@@ -176,23 +116,32 @@ TEST_F(LevellerEngine, WithTheLimiterOnNoEmittedSampleExceedsFullScaleOnceSettle
     rows[0][t] = static_cast<int>(std::lrint(5000 * (std::sin(2 * x) + std::sin(3 * x + 1) + std::sin(5 * x + 2))));
     rows[1][t] = static_cast<int>(std::lrint(4000 * (std::sin(2 * x + 0.5) + std::sin(7 * x))));
   }
-  CAdaptiveVolume_S24 alone(48000, 32768, 1, 100, 6000, 1);
-  const auto levelled = Reference(alone, rows);
-  int levelledPeak = 0, settledPeak = 0;
-  for (size_t t = frames / 2; t < frames; ++t) levelledPeak = std::max(levelledPeak, std::abs(levelled[0][t]));
-  ASSERT_GT(levelledPeak, 40000);  // the leveller alone would overload
-  std::vector<short> s = Interleave(rows);
-  for (size_t b = 0; b < frames / kBlock; ++b) {
-    ASSERT_EQ(HVSFX_Process(&param, s.data() + 2 * b * kBlock, kBlock), 1);
-    if (b < 7 * 48000 / kBlock) continue;
-    for (int i = 0; i < 2 * kBlock; ++i) {
-      const int v16 = (param.pOutBuf[i] + 128) >> 8;
-      ASSERT_LE(v16, 32767) << b;
-      ASSERT_GE(v16, -32768) << b;
-      settledPeak = std::max(settledPeak, std::abs(v16));
+  // The largest distance from zero of a processed sample over the blocks
+  // from 7 s on, in 16-bit units before the engine's clamp, counting a
+  // positive value one higher: at most 32768 means inside -32768 ... 32767.
+  const auto settledPeak = [&](bool limiter) {
+    HVSFX_Release(&param);
+    param.bAdaVEnable = true;
+    param.bDRCEnable = limiter;
+    param.nAdaVRelativeVolume = 100;
+    param.nAdaVBaseFlag = 1;
+    EXPECT_EQ(HVSFX_Init(&param), 1);
+    std::vector<short> s = Interleave(rows);
+    int peak = 0;
+    for (size_t b = 0; b < frames / kBlock; ++b) {
+      EXPECT_EQ(HVSFX_Process(&param, s.data() + 2 * b * kBlock, kBlock), 1);
+      if (b < 7 * 48000 / kBlock) continue;
+      for (int i = 0; i < 2 * kBlock; ++i) {
+        const int v16 = (param.pOutBuf[i] + 128) >> 8;
+        peak = std::max(peak, v16 >= 0 ? v16 + 1 : -v16);
+      }
     }
-  }
-  EXPECT_GT(settledPeak, 30000);  // limited to full scale, not merely attenuated
+    return peak;
+  };
+  EXPECT_GT(settledPeak(false), 40000);  // the leveller alone overloads
+  const int limited = settledPeak(true);
+  EXPECT_LE(limited, 32768);
+  EXPECT_GT(limited, 30000);  // limited to full scale, not merely attenuated
 }
 
 }  // namespace
