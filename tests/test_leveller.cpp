@@ -3,7 +3,7 @@
 // framing at their bounds, and two per-frame decision steps one at a time on
 // states set up by hand (the event counter and the shortfall marker, in
 // corners the golden vectors' programmes do not reach; the span limit after
-// events is carried by their long programmes).
+// events is carried by their long programmes), and the event target's bonus.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -42,6 +42,7 @@ class AdaptiveVolumeProbe {
   int* slope16() { return a.slope16_; }
   void UpdateEvents() { a.UpdateEvents(); }
   void TrackShortfall() { a.TrackShortfall(); }
+  void FormTarget() { a.FormTarget(); }
   CAdaptiveVolume_S24& a;
 };
 
@@ -277,6 +278,23 @@ TEST_F(LevellerSteps, EventsStartOnAPeakAboveTheGatedLevelAndEndBelowIt) {
   EXPECT_FALSE(p.signResetDone());
 }
 
+TEST_F(LevellerSteps, DuringAnEventTheTargetFollowsThePeakWithABonusThatShrinksAsItRises) {
+  // The look-ahead peak at the reference level (gain -4 dB), the quiet gated
+  // level 30 dB below it (gain about +10 dB, the slower target): a rise of
+  // less than 12 dB earns 9 dB, up to 21 dB 21 dB less the rise, then none.
+  const int ref = av.GetReferenceLevelDb();
+  ASSERT_GT(ref, 30 * kDb);
+  p.gated16()[12] = ref - 30 * kDb;
+  p.hold()[939] = ref;
+  p.eventCount() = 1;
+  const int cases[][2] = {{5, 9}, {15, 6}, {21, 0}, {25, 0}};  // {rise, bonus} in dB
+  for (const auto& c : cases) {
+    p.eventBase() = ref - c[0] * kDb;
+    p.FormTarget();
+    EXPECT_EQ(av.GetTarget(), (-4 + c[1]) * kDb) << c[0];
+  }
+}
+
 TEST_F(LevellerSteps, ShortfallShortensTheSpanThroughTheThirdMarker) {
   // The 400 ms level at the statistics end lies 35 dB below the gated level.
   p.newestPos() = 1000;
@@ -322,6 +340,20 @@ TEST_F(LevellerSteps, ShortfallShortensTheSpanThroughTheThirdMarker) {
   EXPECT_EQ(p.shortfallCount(), 0);
   EXPECT_EQ(p.lowestPos(), 0);
   EXPECT_EQ(p.eventStartPos(), 1001 - 805);
+  // Nor past the run's lowest level: 1504 frames back at the second step,
+  // more than the 894 the mean shortfall of -34.5 dB allows.
+  p.fallCount() = 0;
+  p.eventStartPos() = p.spanStartPos() = 0;
+  p.gated16()[12] = 75 * kDb;
+  for (const int pos : {500, 2000}) {
+    p.statEndPos() = pos;
+    p.newestPos() = pos + 4;
+    p.level400()[937] = (pos == 500 ? 40 : 41) * kDb;
+    p.TrackShortfall();
+  }
+  EXPECT_EQ(p.lowestPos(), 500);
+  EXPECT_EQ(p.eventStartPos(), 500);
+  EXPECT_EQ(p.spanStartPos(), 500);
 }
 
 }  // namespace
