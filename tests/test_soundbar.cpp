@@ -1,7 +1,7 @@
 // The soundbar virtualizer as a block processor: matrix symmetries, the
 // complementary band split and its delays, the fades and the rebuild at the
-// silent point, refusals, layouts and the two sample widths, and the batch
-// driver's progress and distance switching.
+// silent point, refusals, layouts, the two sample widths and the per-channel
+// input gain, and the batch driver's progress and distance switching.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -50,7 +50,8 @@ std::vector<std::vector<Sample>> RunPlanar(CSoundbar4Fxd& sb, const std::vector<
   const int channels = static_cast<int>(rows.size());
   const size_t total = rows[0].size();
   std::vector<std::vector<Sample>> out(6, std::vector<Sample>(total));
-  std::vector<Sample> in(static_cast<size_t>(channels) * kBlock), block(6 * kBlock);
+  // The output rows start with a sentinel: every row must be written.
+  std::vector<Sample> in(static_cast<size_t>(channels) * kBlock), block(6 * kBlock, Sample{0x5A5A});
   for (size_t start = 0; start + kBlock <= total; start += kBlock) {
     for (int c = 0; c < channels; ++c)
       std::copy_n(rows[c].begin() + static_cast<long>(start), kBlock, in.begin() + c * kBlock);
@@ -204,6 +205,19 @@ TEST(Soundbar, BypassCopiesWithTheInputGain) {
     for (int c = 0; c < 4; ++c) ASSERT_EQ(out[c * kBlock + n], 0);
     ASSERT_EQ(out[4 * kBlock + n], in[n]);
     ASSERT_EQ(out[5 * kBlock + n], in[kBlock + n]);
+  }
+}
+
+TEST(Soundbar, PerChannelInputGainTakesCentreAndLfeGainsInBothLayouts) {
+  // 6 channels: 0, 1, 4, 5 by the first gain, 2 by the second, 3 by the third.
+  const short gains[6] = {16384, 16384, 8192, 4096, 16384, 16384};
+  for (int interleaved : {0, 1}) {
+    std::vector<int> buf(6 * 4, 1000);
+    CSoundbar4Fxd::ApplyInputGain(buf.data(), 4, 6, 16384, 8192, 4096, interleaved);
+    for (int i = 0; i < 24; ++i) {
+      const int channel = interleaved ? i % 6 : i / 4;
+      ASSERT_EQ(buf[i], 1000 * gains[channel] / 32768) << interleaved << " " << i;
+    }
   }
 }
 
