@@ -245,6 +245,12 @@ TEST_F(Front, EveryForwarderReachesItsEngineFunction) {
     EXPECT_TRUE(fromFront == fromEngine) << row.name;
   }
   EXPECT_NE(std::memcmp(&initial, &s_HVSFX_Param, sizeof initial), 0);
+  // The shelf switches (which the record holds once) reach every channel.
+  HVSFX_EQ_SetLPFEnable(&s_HVSFX_Param, -1, true);
+  HVSFX_EQ_SetHPFEnable(&s_HVSFX_Param, -1, true);
+  HVTralo_EQ_SetLPFEnable(false);
+  HVTralo_EQ_SetHPFEnable(false);
+  for (int c = 0; c < 2; ++c) EXPECT_FALSE(ptr_EQ[c]->bLFEnable || ptr_EQ[c]->bHFEnable) << c;
 }
 
 TEST_F(Front, GettersRefuseNullPointersAndLatencyFollowsTheMasterSwitch) {
@@ -262,5 +268,7 @@ TEST_F(Front, GettersRefuseNullPointersAndLatencyFollowsTheMasterSwitch) {
   EXPECT_EQ(HVTralo_GetLatency(&frames), 1);
   EXPECT_EQ(frames, 1024);  // block and limiter look-ahead
   HVTralo_Release();
+  EXPECT_EQ(HVTralo_GetLatency(&frames), 0);
+  HVTralo_SetEnable(false);  // released: refused with the switch off too
   EXPECT_EQ(HVTralo_GetLatency(&frames), 0);
 }
