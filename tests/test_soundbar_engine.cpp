@@ -13,6 +13,7 @@
 #include "api/HVSFX_Engine.h"
 #include "api/HVSFX_SoundbarControl.h"
 #include "api/HVSFX_Switches.h"
+#include "loudness/CAdaptiveVolume_S24.h"
 #include "soundbar/CSoundbar4Fxd.h"
 #include "support/EngineTestBase.h"
 
@@ -144,8 +145,14 @@ TEST_F(SoundbarEngine, ControlsStoreFirstAndReachTheModules) {
   EXPECT_EQ(ptr_Soundbar->Distance(), 70);
   EXPECT_EQ(CSoundbar4Fxd::inputFadePosition, 0u);  // the change fades in
   for (auto setter : {HVSFX_Soundbar_SetLFEFreq, HVSFX_Soundbar_SetLFEGain}) EXPECT_EQ(setter(&param, 100), 1);
-  EXPECT_EQ(HVSFX_Soundbar_SetLFESVParam(&param, 1, 75, 6000, 0), 1);
-  EXPECT_EQ(HVSFX_Soundbar_SetLFESVVolUpDownRate(&param, 6, 6), 1);
+  // The LFE leveller takes its settings (and the main leveller keeps its own).
+  EXPECT_EQ(HVSFX_Soundbar_SetLFESVParam(&param, 1, 40, 9000, 1), 1);
+  EXPECT_EQ(HVSFX_Soundbar_SetLFESVVolUpDownRate(&param, 15, 3), 1);
+  EXPECT_EQ(ptr_AdaV_LFE->GetMode(), 1);
+  EXPECT_EQ(ptr_AdaV_LFE->GetRelativeVolumeDb(), 2228224 * 40 / 100 - 2424832);
+  EXPECT_EQ(ptr_AdaV_LFE->GetUpRate(), 5242);
+  EXPECT_EQ(ptr_AdaV_LFE->GetDownRate(), -1048);
+  EXPECT_EQ(ptr_AdaV->GetUpRate(), 2097);
   // Switching the soundbar on requests a reset, consumed by the next block.
   EXPECT_EQ(HVSFX_Soundbar_SetEnable(&param, true), 1);
   EXPECT_EQ(nSoundbarFilterResetFlag.load(), 1);
