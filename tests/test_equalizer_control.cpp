@@ -138,6 +138,9 @@ TEST_F(EqControl, BandResetPassesTheBandAsTheShelfChannel) {
   p.nEQBandNum = 4;
   EXPECT_EQ(HVSFX_EQ_ResetBandFreq(&p, 2, 5), 0);
   EXPECT_EQ((V{p.nLPFGain[5], p.nEQBandFreq[2][5]}), (V{0, 666}));
+  // All bands of a channel are the bands in use.
+  EXPECT_EQ(HVSFX_EQ_ResetBandFreq(&p, 3, -1), 1);
+  EXPECT_EQ((V{p.nEQBandFreq[3][3], p.nEQBandFreq[3][4]}), (V{1000, 555}));
   // Everything: all bands of all channels, every channel's shelves.
   p.nEQBandNum = 8;
   EXPECT_EQ(HVSFX_EQ_ResetBandFreq(&p, -1, -1), 1);
