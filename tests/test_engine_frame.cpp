@@ -23,10 +23,11 @@ class EngineFrame : public EngineTestBase {
  protected:
   // The frame alone: no module stage runs, so pOutBuf holds what the test
   // puts there.
-  void Init(int frames, int channels) {
+  void Init(int frames, int channels, int outChannels = 0) {
     param.bDRCEnable = false;
     param.nFrameSize = frames;
-    param.nInChannels = param.nOutChannels = channels;
+    param.nInChannels = channels;
+    param.nOutChannels = outChannels > 0 ? outChannels : channels;
     ASSERT_EQ(HVSFX_Init(&param), 1);
   }
   int& Out(int row, int pos) { return param.pOutBuf[row * param.nFrameSize + pos]; }
@@ -174,28 +175,34 @@ TEST_F(EngineFrame, GathersPlanarWorkingSamplesAndEmitsThePreviousBlock) {
 }
 
 TEST_F(EngineFrame, CallsOfAnySizeGatherAndEmitInStep) {
-  const int n = 16;
-  Init(n, 2);
-  param.bSurroundEnable = true;  // nGainShift is 0: no shift
-  for (int i = 0; i < 2 * n; ++i) param.pOutBuf[i] = (i + 1) * 256;
-  // Sizes below, equal to and spanning blocks; the chain leaves pOutBuf as it
-  // is, so every emitted frame is that block's content at its position.
-  const int sizes[] = {1, 5, n - 6, n, 2 * n + 3, 7, 3 * n};
-  int position = 0;
-  for (int frames : sizes) {
-    auto samples = Ramp(static_cast<size_t>(2 * frames), position);
-    ASSERT_EQ(HVSFX_Process(&param, samples.data(), frames), 1);
-    for (int f = 0; f < frames; ++f) {
-      const int pos = (position + f) % n;
-      ASSERT_EQ(samples[2 * f], pos + 1) << "call of " << frames << " frame " << f;
-      ASSERT_EQ(samples[2 * f + 1], n + pos + 1);
+  // The host's stream has nInChannels, whatever the output buffer's rows.
+  for (int outChannels : {2, 6}) {
+    SCOPED_TRACE(outChannels);
+    const int n = 16;
+    Init(n, 2, outChannels);
+    param.bSurroundEnable = true;  // nGainShift is 0: no shift
+    for (int i = 0; i < 2 * n; ++i) param.pOutBuf[i] = (i + 1) * 256;
+    // Sizes below, equal to and spanning blocks; the chain leaves pOutBuf as it
+    // is, so every emitted frame is that block's content at its position.
+    const int sizes[] = {1, 5, n - 6, n, 2 * n + 3, 7, 3 * n};
+    int position = 0;
+    s_sampleCount = 0;
+    for (int frames : sizes) {
+      auto samples = Ramp(static_cast<size_t>(2 * frames), position);
+      ASSERT_EQ(HVSFX_Process(&param, samples.data(), frames), 1);
+      for (int f = 0; f < frames; ++f) {
+        const int pos = (position + f) % n;
+        ASSERT_EQ(samples[2 * f], pos + 1) << "call of " << frames << " frame " << f;
+        ASSERT_EQ(samples[2 * f + 1], n + pos + 1);
+      }
+      position += frames;
+      EXPECT_EQ(s_sampleCount, position % n);
+      // The gathered input of the current partial block sits at its positions.
+      const auto last = Ramp(static_cast<size_t>(2 * frames), position - frames);
+      if (s_sampleCount > 0 && frames >= s_sampleCount)
+        EXPECT_EQ(In(0, s_sampleCount - 1), last[2 * (frames - 1)] * 256);
     }
-    position += frames;
-    EXPECT_EQ(s_sampleCount, position % n);
-    // The gathered input of the current partial block sits at its positions.
-    const auto last = Ramp(static_cast<size_t>(2 * frames), position - frames);
-    if (s_sampleCount > 0 && frames >= s_sampleCount)
-      EXPECT_EQ(In(0, s_sampleCount - 1), last[2 * (frames - 1)] * 256);
+    ASSERT_EQ(HVSFX_Release(&param), 1);
   }
 }
 
