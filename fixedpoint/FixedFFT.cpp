@@ -19,11 +19,11 @@ namespace {
 constexpr int kMaxLength = 1024;         // twiddle period and scratch length
 constexpr int kQuarterTurn = 256;        // angle index of pi/2 (1024 steps a turn)
 
-// The one scratch array of the kit: the imaginary part of the one-channel
-// transforms, the copy of the real parts in the two-channel separation. It
-// carries nothing from one call to the next, but it makes the kit
-// non-reentrant.
-int32_t s_fftScratch[kMaxLength];
+// The kit's scratch array: the imaginary part of the one-channel transforms,
+// the copy of the real parts in the two-channel separation. It carries
+// nothing from one call to the next; one per thread (4 KB in each thread
+// that calls the kit), so that threads may transform at the same time.
+thread_local int32_t s_fftScratch[kMaxLength];
 
 // log2(n) for a power of two from 2 to 1024; -1 for every other length.
 int Log2Length(int n) {

@@ -23,9 +23,9 @@
 // exponent. A null array pointer is refused the same way, and so are the two
 // arrays of a complex or two-channel transform when they overlap.
 //
-// NOT REENTRANT: the kit works in one static scratch array of 1024 words,
-// shared by the real transforms. Calls must not overlap in time: use one
-// thread at a time, or hold one caller-side lock around every call.
+// Threads: the real transforms work in a scratch array of 1024 words that
+// each thread has of its own, so any number of threads may call the kit at
+// the same time on arrays of their own. Nothing is kept between calls.
 //
 // The four real transforms return 0 when they ran and -1 when the call was
 // refused; the value is informational only.

@@ -16,7 +16,9 @@
 #include <chrono>
 #include <cstdlib>
 #include <thread>
+#include <vector>
 
+#include "fixedpoint/FixedFFT.h"
 #include "support/ChainScenario.h"
 
 namespace {
@@ -117,6 +119,41 @@ TEST(Concurrency, SurroundThroughTheEngineWithSoundbarMoves) {
   EXPECT_GT(t.processed, (t.processed + t.skipped) / 10);
   std::printf("5.1: %ld calls processed, %ld skipped, %ld settings, %ld release/re-init cycles\n", t.processed,
               t.skipped, t.settings, t.cycles);
+}
+
+TEST(Concurrency, FftKitInTwoThreadsAtOnce) {
+  // Each thread transforms its own signals, forward and back, one and two
+  // channels, and must get what the transforms give on one thread alone.
+  constexpr short kN = 1024;
+  const auto run = [](int seed, std::vector<int>& out) {
+    std::vector<int> a(kN), b(kN);
+    for (int i = 0; i < kN; ++i) a[i] = (i * 7919 + seed * 104729) % 16777216 - 8388608, b[i] = (a[i] >> 3) ^ seed;
+    short e1 = 0, e2 = 0;
+    RealFFT_Fix(a.data(), kN, e1);
+    RealFFT_2ch_Fix(b.data(), a.data(), kN, e2);
+    RealInvFFT_2ch_Fix(b.data(), a.data(), kN, e2);
+    RealInvFFT_Fix(a.data(), kN, e1);
+    out.insert(out.end(), a.begin(), a.end());
+    out.insert(out.end(), b.begin(), b.end());
+  };
+  std::vector<int> expected[2];
+  for (int t = 0; t < 2; ++t)
+    for (int rep = 0; rep < 200; ++rep) run(t * 1000 + rep, expected[t]);
+  std::vector<int> got[2];
+  std::atomic<int> ready{0};
+  const auto start = [&ready] {  // both threads begin together
+    ready.fetch_add(1);
+    while (ready.load() < 2) std::this_thread::yield();
+  };
+  std::thread other([&] {
+    start();
+    for (int rep = 0; rep < 200; ++rep) run(1000 + rep, got[1]);
+  });
+  start();
+  for (int rep = 0; rep < 200; ++rep) run(rep, got[0]);
+  other.join();
+  EXPECT_EQ(got[0], expected[0]);
+  EXPECT_EQ(got[1], expected[1]);
 }
 
 }  // namespace
