@@ -164,12 +164,22 @@ void FftStagePortable(int32_t* re, int32_t* im, int n, int h, const int32_t* cos
   }
 }
 
+// Each block of four words is loaded, transformed in registers and stored:
+// clang 14's loop vectorizer (-O2 -mavx2) turned the in-place form, four
+// butterflies reading and writing the same words in turn, into wrong code
+// from n = 16 on.
 void FftFirstStages(int32_t* re, int32_t* im, int n) {
   for (int b = 0; b < n; b += 4) {
-    FftButterfly(re, im, b, b + 1, kCosZeroQ23, 0);  // h = 1, angle 0
-    FftButterfly(re, im, b + 2, b + 3, kCosZeroQ23, 0);
-    FftButterfly(re, im, b, b + 2, kCosZeroQ23, 0);  // h = 2, angles 0 and pi/2
-    FftButterfly(re, im, b + 1, b + 3, 0, kCosZeroQ23);
+    int32_t r[4] = {re[b], re[b + 1], re[b + 2], re[b + 3]};
+    int32_t i[4] = {im[b], im[b + 1], im[b + 2], im[b + 3]};
+    FftButterfly(r, i, 0, 1, kCosZeroQ23, 0);  // h = 1, angle 0
+    FftButterfly(r, i, 2, 3, kCosZeroQ23, 0);
+    FftButterfly(r, i, 0, 2, kCosZeroQ23, 0);  // h = 2, angles 0 and pi/2
+    FftButterfly(r, i, 1, 3, 0, kCosZeroQ23);
+    for (int k = 0; k < 4; ++k) {
+      re[b + k] = r[k];
+      im[b + k] = i[k];
+    }
   }
 }
 

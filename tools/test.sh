@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Builds libhvtralofx and passes every test: natively (x86-64 or whatever
-# this machine is), under AddressSanitizer and UndefinedBehaviorSanitizer
-# (clang, with LeakSanitizer at exit and a short run of every fuzz target),
+# this machine is), built by clang at -O2, under AddressSanitizer and
+# UndefinedBehaviorSanitizer (clang, with LeakSanitizer at exit and a short
+# run of every fuzz target),
 # the concurrency test under ThreadSanitizer, the init/release cycles under
 # valgrind's memcheck, the golden vectors once more from an unoptimised
 # portable build, and for aarch64, the target, under qemu-aarch64.
@@ -19,6 +20,12 @@ cmake -S . -B build-native "${common[@]}" -DHVFX_BUILD_BENCH=ON > /dev/null
 cmake --build build-native -j "$jobs"
 echo "== native tests"
 ctest --test-dir build-native -j "$jobs" --output-on-failure
+
+echo "== clang -O2 build without sanitizers (whose instrumentation changes what the optimiser does)"
+cmake --preset clang > /dev/null
+cmake --build build-clang -j "$jobs"
+echo "== clang tests"
+ctest --test-dir build-clang -j "$jobs" --output-on-failure
 
 echo "== clang build with AddressSanitizer and UndefinedBehaviorSanitizer, and the fuzz targets"
 cmake --preset asan-ubsan > /dev/null
