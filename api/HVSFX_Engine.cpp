@@ -324,12 +324,12 @@ void GatherAndEmitFixed(const HVSFX_Param& p, short* samples, int pos, int k, in
   for (int c = 0; c < stride; ++c) {
     int* row = Row(p.pInBuf, c, n) + pos;
     const short* from = samples + c;
-    for (int f = 0; f < k; ++f) row[f] = ShlWrap32(from[static_cast<size_t>(f) * stride], 8);
+    for (int f = 0; f < k; ++f) row[f] = ShlWrap32(from[static_cast<size_t>(f) * static_cast<size_t>(stride)], 8);
   }
   for (int c = 0; c < stride; ++c) {
     const int* row = Row(p.pOutBuf, c, n) + pos;
     short* to = samples + c;
-    for (int f = 0; f < k; ++f) to[static_cast<size_t>(f) * stride] = Sat16(RoundToShortDomain(row[f]));
+    for (int f = 0; f < k; ++f) to[static_cast<size_t>(f) * static_cast<size_t>(stride)] = Sat16(RoundToShortDomain(row[f]));
   }
 }
 

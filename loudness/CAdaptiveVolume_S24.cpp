@@ -302,14 +302,14 @@ void CAdaptiveVolume_S24::Process(int* out, int* in, int channels, int samples) 
   for (int f = 0; f < frames; ++f) {
     const size_t offset = static_cast<size_t>(f) * static_cast<size_t>(n);
     for (int ch = 0; ch < rows; ++ch)
-      std::memcpy(delay_[writeSlot_][ch], in + ch * stride + offset, sizeof(int) * static_cast<size_t>(n));
+      std::memcpy(delay_[writeSlot_][ch], in + static_cast<size_t>(ch) * stride + offset, sizeof(int) * static_cast<size_t>(n));
     Framing(in, channels, samples, f * n);
     FrameProcess();
     // Q18 gain on 16-bit-domain samples: product below 2^40, shift 18, low
     // 32 bits kept; nothing saturates here.
     for (int ch = 0; ch < rows; ++ch) {
       const int* delayed = delay_[readSlot_][ch];
-      int* dst = out + ch * stride + offset;
+      int* dst = out + static_cast<size_t>(ch) * stride + offset;
       for (int i = 0; i < n; ++i) dst[i] = MulAsr32(delayed[i], outputGain_, 18);
     }
     writeSlot_ = writeSlot_ + 1 < delaySlots_ ? writeSlot_ + 1 : 0;

@@ -5,7 +5,8 @@
 # run of every fuzz target),
 # the concurrency test under ThreadSanitizer, the init/release cycles under
 # valgrind's memcheck, the golden vectors once more from an unoptimised
-# portable build, and for aarch64, the target, under qemu-aarch64.
+# portable build, and for aarch64, the target, under qemu-aarch64 (built by
+# g++ and by clang).
 # Installs the Debian packages it needs when they are missing.
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -58,3 +59,10 @@ cmake -S . -B build-aarch64 "${common[@]}" -DCMAKE_TOOLCHAIN_FILE=cmake/aarch64-
 cmake --build build-aarch64 -j "$jobs"
 echo "== aarch64 tests under qemu"
 ctest --test-dir build-aarch64 -j "$jobs" --output-on-failure
+
+echo "== aarch64 cross build with clang (the compiler of Android's NDK)"
+cmake -S . -B build-aarch64-clang -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DHVFX_WERROR=ON \
+      -DHVFX_BUILD_TESTS=ON -DCMAKE_TOOLCHAIN_FILE=cmake/aarch64-linux-gnu-clang.cmake > /dev/null
+cmake --build build-aarch64-clang -j "$jobs"
+echo "== aarch64 clang tests under qemu"
+ctest --test-dir build-aarch64-clang -j "$jobs" --output-on-failure
