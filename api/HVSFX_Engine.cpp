@@ -321,15 +321,16 @@ template <int kChannels>
 void GatherAndEmitFixed(const HVSFX_Param& p, short* samples, int pos, int k, int channels) {
   const int n = p.nFrameSize;
   const int stride = kChannels > 0 ? kChannels : channels;
+  const size_t frameStep = static_cast<size_t>(stride);
   for (int c = 0; c < stride; ++c) {
     int* row = Row(p.pInBuf, c, n) + pos;
     const short* from = samples + c;
-    for (int f = 0; f < k; ++f) row[f] = ShlWrap32(from[static_cast<size_t>(f) * static_cast<size_t>(stride)], 8);
+    for (int f = 0; f < k; ++f) row[f] = ShlWrap32(from[static_cast<size_t>(f) * frameStep], 8);
   }
   for (int c = 0; c < stride; ++c) {
     const int* row = Row(p.pOutBuf, c, n) + pos;
     short* to = samples + c;
-    for (int f = 0; f < k; ++f) to[static_cast<size_t>(f) * static_cast<size_t>(stride)] = Sat16(RoundToShortDomain(row[f]));
+    for (int f = 0; f < k; ++f) to[static_cast<size_t>(f) * frameStep] = Sat16(RoundToShortDomain(row[f]));
   }
 }
 

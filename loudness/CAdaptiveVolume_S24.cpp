@@ -301,8 +301,10 @@ void CAdaptiveVolume_S24::Process(int* out, int* in, int channels, int samples) 
 
   for (int f = 0; f < frames; ++f) {
     const size_t offset = static_cast<size_t>(f) * static_cast<size_t>(n);
-    for (int ch = 0; ch < rows; ++ch)
-      std::memcpy(delay_[writeSlot_][ch], in + static_cast<size_t>(ch) * stride + offset, sizeof(int) * static_cast<size_t>(n));
+    for (int ch = 0; ch < rows; ++ch) {
+      const int* src = in + static_cast<size_t>(ch) * stride + offset;
+      std::memcpy(delay_[writeSlot_][ch], src, sizeof(int) * static_cast<size_t>(n));
+    }
     Framing(in, channels, samples, f * n);
     FrameProcess();
     // Q18 gain on 16-bit-domain samples: product below 2^40, shift 18, low
