@@ -5,7 +5,7 @@
 #include <atomic>
 #include <cstdint>
 
-#include "HVSFX_Param.h"
+#include "hvtralofx/HVSFX_Param.h"
 
 class CDynamicRangeControl;
 class CHVAudioEQ_Ts;

@@ -4,7 +4,7 @@
 
 #include <atomic>
 
-#include "HVSFX_Param.h"
+#include "hvtralofx/HVSFX_Param.h"
 
 // The one engine record of the front interface, a copy of the defaults from
 // load time on.

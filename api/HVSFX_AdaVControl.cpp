@@ -1,7 +1,7 @@
-#include "HVSFX_AdaVControl.h"
+#include "hvtralofx/HVSFX_AdaVControl.h"
 
 
-#include "../loudness/CAdaptiveVolume_S24.h"
+#include "hvtralofx/CAdaptiveVolume_S24.h"
 #include "AdaVControlInternal.h"
 #include "EngineInternal.h"
 

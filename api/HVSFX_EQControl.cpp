@@ -1,8 +1,8 @@
-#include "HVSFX_EQControl.h"
+#include "hvtralofx/HVSFX_EQControl.h"
 
 #include <cmath>
 
-#include "../eq/CHVAudioEQ_Ts.h"
+#include "hvtralofx/CHVAudioEQ_Ts.h"
 #include "EngineInternal.h"
 
 namespace {

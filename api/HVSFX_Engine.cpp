@@ -1,15 +1,15 @@
-#include "HVSFX_Engine.h"
+#include "hvtralofx/HVSFX_Engine.h"
 
 #include <chrono>
 #include <cstdlib>
 #include <cstring>
 #include <thread>
 
-#include "../eq/CHVAudioEQ_Ts.h"
+#include "hvtralofx/CHVAudioEQ_Ts.h"
 #include "../fixedpoint/FixedPoint.h"
-#include "../loudness/CAdaptiveVolume_S24.h"
-#include "../loudness/CDynamicRangeControl.h"
-#include "../soundbar/CSoundbar4Fxd.h"
+#include "hvtralofx/CAdaptiveVolume_S24.h"
+#include "hvtralofx/CDynamicRangeControl.h"
+#include "hvtralofx/CSoundbar4Fxd.h"
 #include "EngineInternal.h"
 
 using namespace fxp;

@@ -1,4 +1,4 @@
-#include "HVSFX_Param.h"
+#include "hvtralofx/HVSFX_Param.h"
 
 #include <cstring>
 

@@ -1,11 +1,11 @@
-#include "HVSFX_SoundbarControl.h"
+#include "hvtralofx/HVSFX_SoundbarControl.h"
 
 #include <initializer_list>
 #include <utility>
 
-#include "../eq/CHVAudioEQ_Ts.h"
-#include "../loudness/CAdaptiveVolume_S24.h"
-#include "../soundbar/CSoundbar4Fxd.h"
+#include "hvtralofx/CHVAudioEQ_Ts.h"
+#include "hvtralofx/CAdaptiveVolume_S24.h"
+#include "hvtralofx/CSoundbar4Fxd.h"
 #include "AdaVControlInternal.h"
 #include "EngineInternal.h"
 

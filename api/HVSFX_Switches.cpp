@@ -1,4 +1,4 @@
-#include "HVSFX_Switches.h"
+#include "hvtralofx/HVSFX_Switches.h"
 
 #include "EngineInternal.h"
 

@@ -1,4 +1,4 @@
-#include "HVTralo_Front.h"
+#include "hvtralofx/HVTralo_Front.h"
 
 #include <android/log.h>
 
@@ -8,11 +8,12 @@
 #include "../fixedpoint/FixedPoint.h"
 #include "EngineInternal.h"
 #include "FrontInternal.h"
-#include "HVSFX_AdaVControl.h"
-#include "HVSFX_EQControl.h"
-#include "HVSFX_Engine.h"
-#include "HVSFX_SoundbarControl.h"
-#include "HVSFX_Switches.h"
+#include "hvtralofx/HVSFX_AdaVControl.h"
+#include "hvtralofx/HVSFX_EQControl.h"
+#include "hvtralofx/HVSFX_Engine.h"
+#include "hvtralofx/HVSFX_SoundbarControl.h"
+#include "hvtralofx/HVSFX_Switches.h"
+#include "hvtralofx/Version.h"
 
 HVSFX_Param s_HVSFX_Param = HVSFX_Param_Default;
 std::atomic<bool> s_HVTralo_MainSwitchEnable{false};
@@ -84,6 +85,8 @@ int HVTralo_SetEnable(bool enable) {
   return 1;
 }
 
+const char* HVTralo_GetVersion(void) { return HVTRALOFX_VERSION_STRING; }
+
 int HVTralo_GetEnable(bool* enable) {
   if (enable == nullptr) return 0;
   *enable = s_HVTralo_MainSwitchEnable.load();
@@ -92,7 +95,7 @@ int HVTralo_GetEnable(bool* enable) {
 
 int HVTralo_Init(int sampleRate, int channels) {
   __android_log_print(ANDROID_LOG_INFO, "HARVELTralo", "[Harvel Tralo] HVTralo_Init(), version : %s, ARM",
-                      HVFX_VERSION_STRING);
+                      HVTRALOFX_VERSION_STRING);
   HVSFX_Param& p = s_HVSFX_Param;
   const bool first = !s_HVTralo_InitOnce;
   if (first) SetFirstTimeSwitches(p);

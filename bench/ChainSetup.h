@@ -17,11 +17,11 @@
 #include <vector>
 
 #include "api/EngineInternal.h"
-#include "api/HVTralo_Front.h"
-#include "eq/CHVAudioEQ_Ts.h"
-#include "loudness/CAdaptiveVolume_S24.h"
-#include "loudness/CDynamicRangeControl.h"
-#include "soundbar/CSoundbar4Fxd.h"
+#include "hvtralofx/HVTralo_Front.h"
+#include "hvtralofx/CHVAudioEQ_Ts.h"
+#include "hvtralofx/CAdaptiveVolume_S24.h"
+#include "hvtralofx/CDynamicRangeControl.h"
+#include "hvtralofx/CSoundbar4Fxd.h"
 
 namespace chain {
 

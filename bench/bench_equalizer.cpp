@@ -11,7 +11,7 @@
 #include <cmath>
 #include <vector>
 
-#include "eq/CHVAudioEQ_Ts.h"
+#include "hvtralofx/CHVAudioEQ_Ts.h"
 
 namespace {
 

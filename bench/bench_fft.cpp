@@ -13,7 +13,7 @@
 #include <random>
 #include <vector>
 
-#include "fixedpoint/FixedFFT.h"
+#include "hvtralofx/FixedFFT.h"
 
 #if defined(HVFX_HAVE_FFTW)
 #include <fftw3.h>

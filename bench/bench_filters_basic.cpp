@@ -10,9 +10,9 @@
 #include <random>
 #include <vector>
 
-#include "filters/CDCBlockerMAFxd.h"
-#include "filters/CDelayLineFxd.h"
-#include "filters/CNGOIntegratorFxd.h"
+#include "hvtralofx/CDCBlockerMAFxd.h"
+#include "hvtralofx/CDelayLineFxd.h"
+#include "hvtralofx/CNGOIntegratorFxd.h"
 
 namespace {
 

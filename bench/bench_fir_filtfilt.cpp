@@ -10,8 +10,8 @@
 #include <vector>
 
 #include "FirTaps.h"
-#include "filters/CFIRFxd.h"
-#include "filters/CFiltFiltFxd.h"
+#include "hvtralofx/CFIRFxd.h"
+#include "hvtralofx/CFiltFiltFxd.h"
 #include "filters/FirKernelsInternal.h"
 
 namespace {

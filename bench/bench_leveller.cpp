@@ -17,7 +17,7 @@
 #include <random>
 #include <vector>
 
-#include "loudness/CAdaptiveVolume_S24.h"
+#include "hvtralofx/CAdaptiveVolume_S24.h"
 
 #if defined(HVFX_HAVE_WEBRTC_APM)
 #include <webrtc/modules/audio_processing/include/audio_processing.h>

@@ -11,7 +11,7 @@
 #include <random>
 #include <vector>
 
-#include "loudness/CDynamicRangeControl.h"
+#include "hvtralofx/CDynamicRangeControl.h"
 
 namespace {
 

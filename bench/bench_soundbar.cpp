@@ -8,12 +8,12 @@
 #include <random>
 #include <vector>
 
-#include "api/HVSFX_AdaVControl.h"
-#include "api/HVSFX_EQControl.h"
-#include "api/HVSFX_Engine.h"
-#include "api/HVSFX_SoundbarControl.h"
-#include "api/HVSFX_Switches.h"
-#include "soundbar/CSoundbar4Fxd.h"
+#include "hvtralofx/HVSFX_AdaVControl.h"
+#include "hvtralofx/HVSFX_EQControl.h"
+#include "hvtralofx/HVSFX_Engine.h"
+#include "hvtralofx/HVSFX_SoundbarControl.h"
+#include "hvtralofx/HVSFX_Switches.h"
+#include "hvtralofx/CSoundbar4Fxd.h"
 
 namespace {
 

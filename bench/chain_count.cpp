@@ -19,7 +19,7 @@
 
 #include "ChainSetup.h"
 #include "FirTaps.h"
-#include "filters/CFIRFxd.h"
+#include "hvtralofx/CFIRFxd.h"
 
 namespace {
 

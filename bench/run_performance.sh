@@ -12,7 +12,7 @@
 # README.md. Installs the Debian packages it needs when they are missing.
 set -euo pipefail
 cd "$(dirname "$0")/.."
-source tools/deps.sh
+source scripts/deps.sh
 hvfx_require_packages "${HVFX_BUILD_PACKAGES[@]}" "${HVFX_TEST_PACKAGES[@]}" "${HVFX_BENCH_PACKAGES[@]}"
 
 jobs=$(nproc)

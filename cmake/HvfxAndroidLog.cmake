@@ -21,7 +21,7 @@ else()
     message(FATAL_ERROR
       "hvtralofx needs the Android log library (liblog) and its header android/log.h for "
       "${CMAKE_LIBRARY_ARCHITECTURE}; install the Debian package ${_hvfx_log_package} "
-      "(tools/deps.sh lists it).")
+      "(scripts/deps.sh lists it).")
   endif()
   # Debian keeps liblog outside the loader's search path: the installed
   # library records the directory as its run path.

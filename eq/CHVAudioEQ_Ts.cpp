@@ -1,4 +1,4 @@
-#include "CHVAudioEQ_Ts.h"
+#include "hvtralofx/CHVAudioEQ_Ts.h"
 
 #include <cstdint>
 

@@ -5,7 +5,7 @@
 //   out  = (delayed - m1) asr (inShift - outShift)   (shl when negative)
 // Overflow: no products; 32-bit (16-bit variant) or 64-bit sums that wrap,
 // flooring shifts, the output keeps the low 16/32 bits. Nothing saturates.
-#include "CDCBlockerMAFxd.h"
+#include "hvtralofx/CDCBlockerMAFxd.h"
 
 #include "../fixedpoint/FixedPoint.h"
 

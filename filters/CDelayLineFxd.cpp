@@ -5,7 +5,7 @@
 // first and the block is split into the part that leaves through the line
 // and the part that moves within the block.
 // No arithmetic: samples are copied unchanged.
-#include "CDelayLineFxd.h"
+#include "hvtralofx/CDelayLineFxd.h"
 
 #include <climits>
 #include <cstddef>

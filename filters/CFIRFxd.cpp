@@ -8,7 +8,7 @@
 //   4. the staged row becomes the channel's history.
 // Overflow: 16 x 16 or 32 x 16-bit products, exact 64-bit sum (modulo 2^64
 // beyond 2^17 taps), asr (15 + q - inputScale), low 16/32 bits kept.
-#include "CFIRFxd.h"
+#include "hvtralofx/CFIRFxd.h"
 
 #include <algorithm>
 #include <climits>

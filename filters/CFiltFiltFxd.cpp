@@ -8,7 +8,7 @@
 // asr (15 + sosQ), low 32 bits kept; the output stage multiplies 32 x 16 bits
 // into 64, asr (15 + gainQ[nsos]) and keeps the low 32 (16) bits. Nothing
 // saturates and nothing rounds.
-#include "CFiltFiltFxd.h"
+#include "hvtralofx/CFiltFiltFxd.h"
 
 #include <algorithm>
 #include <climits>

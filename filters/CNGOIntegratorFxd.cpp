@@ -5,7 +5,7 @@
 // Overflow: every product and sum is 64-bit and wraps modulo 2^64 (reached
 // only after a long offset, the state has no leak); shifts floor; the output
 // keeps the low 16/32 bits. Nothing saturates.
-#include "CNGOIntegratorFxd.h"
+#include "hvtralofx/CNGOIntegratorFxd.h"
 
 #include "../fixedpoint/FixedPoint.h"
 

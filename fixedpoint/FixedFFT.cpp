@@ -1,6 +1,6 @@
 // Block-floating-point FFT kit: block normalisation, the radix-2 complex
 // transform and the one- and two-channel real transforms built on it.
-#include "FixedFFT.h"
+#include "hvtralofx/FixedFFT.h"
 
 #include <algorithm>
 #include <cstdint>

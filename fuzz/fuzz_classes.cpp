@@ -7,7 +7,7 @@
 #include <algorithm>
 
 #include "FuzzInput.h"
-#include "hvtralofx.h"
+#include "hvtralofx/hvtralofx.h"
 
 using namespace hvfuzz;
 

@@ -6,7 +6,7 @@
 // release, so no module outlives it.
 #include "FuzzInput.h"
 #include "api/EngineInternal.h"
-#include "hvtralofx.h"
+#include "hvtralofx/hvtralofx.h"
 
 using namespace hvfuzz;
 

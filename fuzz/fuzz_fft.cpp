@@ -3,7 +3,7 @@
 // coincide or overlap, and the vector shift and normalisation routines with
 // any shift over lengths inside the caller's arrays.
 #include "FuzzInput.h"
-#include "fixedpoint/FixedFFT.h"
+#include "hvtralofx/FixedFFT.h"
 
 using namespace hvfuzz;
 

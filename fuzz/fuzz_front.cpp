@@ -6,7 +6,7 @@
 #include "FuzzInput.h"
 #include "api/FrontInternal.h"
 #include "api/EngineInternal.h"
-#include "hvtralofx.h"
+#include "hvtralofx/hvtralofx.h"
 #include "tests/support/ChainScenario.h"
 
 using namespace hvfuzz;

@@ -1,4 +1,4 @@
-#include "CAdaptiveVolume_S24.h"
+#include "hvtralofx/CAdaptiveVolume_S24.h"
 
 #include <algorithm>
 #include <climits>

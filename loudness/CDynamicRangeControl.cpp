@@ -1,4 +1,4 @@
-#include "CDynamicRangeControl.h"
+#include "hvtralofx/CDynamicRangeControl.h"
 
 #include <algorithm>
 #include <cstring>

@@ -6,7 +6,7 @@
 // shift of 15. 16-bit path: the same with 32-bit products and sums, each
 // result truncated to 16 bits. Nothing saturates: the input gain of 0.35
 // and the halving at every mid/side step keep full-scale input in range.
-#include "CSoundbar4Fxd.h"
+#include "hvtralofx/CSoundbar4Fxd.h"
 
 #include <cstdlib>
 #include <cstring>

@@ -7,7 +7,7 @@
 #include <cstdlib>
 #include <ctime>
 
-#include "CSoundbar4Fxd.h"
+#include "hvtralofx/CSoundbar4Fxd.h"
 
 namespace {
 

@@ -36,13 +36,15 @@ cmake --build "$work/cmake-consumer" > /dev/null
 # The shared library's dynamic symbol table: interfaces in, internals out.
 so=$(readlink -f "$libdir/libhvtralofx.so")
 soname=$(objdump -p "$so" | awk '/SONAME/ {print $2}')
-[ "$soname" = "libhvtralofx.so.5" ] || { echo "unexpected SONAME '$soname'"; exit 1; }
+# One version everywhere: the header's macro, pkg-config, the SONAME.
+version=$(sed -n 's/^#define HVTRALOFX_VERSION_STRING "\(.*\)"$/\1/p' "$prefix/include/hvtralofx/Version.h")
 pc_version=$(PKG_CONFIG_PATH=$libdir/pkgconfig pkg-config --modversion hvtralofx)
-[ "$pc_version" = "5.0" ] || { echo "unexpected pkg-config version '$pc_version'"; exit 1; }
+[ "$pc_version" = "$version" ] || { echo "pkg-config version '$pc_version', header '$version'"; exit 1; }
+[ "$soname" = "libhvtralofx.so.${version%%.*}" ] || { echo "SONAME '$soname', version '$version'"; exit 1; }
 exported=$(nm -D --defined-only "$so" | awk '{print $3}')
 # Every function the installed interface headers declare, and the default
 # record.
-interface=$(grep -ohE '\b(HVTralo|HVSFX)_[A-Za-z_]+\(' "$prefix"/include/hvtralofx/api/*.h | tr -d '(' | sort -u)
+interface=$(grep -ohE '\b(HVTralo|HVSFX)_[A-Za-z_]+\(' "$prefix"/include/hvtralofx/HV*.h "$prefix"/include/hvtralofx/Version.h | tr -d '(' | sort -u)
 [ "$(wc -l <<< "$interface")" -ge 60 ] || { echo "interface list too short"; exit 1; }
 for symbol in $interface HVSFX_Param_Default; do
   grep -qx "$symbol" <<< "$exported" || { echo "missing export: $symbol"; exit 1; }

@@ -4,7 +4,7 @@
 // real time (a 100 us pause between calls), while a control thread changes a
 // setting every millisecond and releases and re-initialises every 100 ms, in
 // wall time (real time for the control side, as a host's would be). Run under
-// ThreadSanitizer (tools/test.sh) it must report nothing outside the
+// ThreadSanitizer (scripts/test.sh) it must report nothing outside the
 // accepted races listed in tsan.supp; in every build, nothing may crash,
 // every call returns a defined result, blocks arriving during a
 // re-initialisation are skipped, and the engine ends released.
@@ -18,7 +18,7 @@
 #include <thread>
 #include <vector>
 
-#include "fixedpoint/FixedFFT.h"
+#include "hvtralofx/FixedFFT.h"
 #include "support/ChainScenario.h"
 
 namespace {

@@ -11,8 +11,8 @@
 #include <tuple>
 #include <vector>
 
-#include "filters/CDCBlockerMAFxd.h"
-#include "filters/CNGOIntegratorFxd.h"
+#include "hvtralofx/CDCBlockerMAFxd.h"
+#include "hvtralofx/CNGOIntegratorFxd.h"
 
 namespace {
 

@@ -6,7 +6,7 @@
 #include <random>
 #include <vector>
 
-#include "filters/CDelayLineFxd.h"
+#include "hvtralofx/CDelayLineFxd.h"
 
 namespace {
 

@@ -10,10 +10,10 @@
 #include <vector>
 
 #include "api/EngineInternal.h"
-#include "api/HVSFX_Engine.h"
-#include "api/HVSFX_Switches.h"
+#include "hvtralofx/HVSFX_Engine.h"
+#include "hvtralofx/HVSFX_Switches.h"
 #include "support/EngineTestBase.h"
-#include "eq/CHVAudioEQ_Ts.h"
+#include "hvtralofx/CHVAudioEQ_Ts.h"
 
 namespace {
 

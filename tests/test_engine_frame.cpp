@@ -14,7 +14,7 @@
 #include <vector>
 
 #include "api/EngineInternal.h"
-#include "api/HVSFX_Engine.h"
+#include "hvtralofx/HVSFX_Engine.h"
 #include "support/EngineTestBase.h"
 
 namespace {

@@ -10,9 +10,9 @@
 #include <vector>
 
 #include "api/EngineInternal.h"
-#include "api/HVSFX_Engine.h"
-#include "api/HVSFX_SoundbarControl.h"
-#include "api/HVSFX_Switches.h"
+#include "hvtralofx/HVSFX_Engine.h"
+#include "hvtralofx/HVSFX_SoundbarControl.h"
+#include "hvtralofx/HVSFX_Switches.h"
 
 namespace {
 

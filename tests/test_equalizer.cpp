@@ -13,7 +13,7 @@
 #include <random>
 #include <vector>
 
-#include "eq/CHVAudioEQ_Ts.h"
+#include "hvtralofx/CHVAudioEQ_Ts.h"
 #include "support/EqAnalytic.h"
 
 using eqtest::Kind;

@@ -10,9 +10,9 @@
 #include <vector>
 
 #include "api/EngineInternal.h"
-#include "api/HVSFX_EQControl.h"
-#include "api/HVSFX_Engine.h"
-#include "eq/CHVAudioEQ_Ts.h"
+#include "hvtralofx/HVSFX_EQControl.h"
+#include "hvtralofx/HVSFX_Engine.h"
+#include "hvtralofx/CHVAudioEQ_Ts.h"
 
 namespace {
 

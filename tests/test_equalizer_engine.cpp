@@ -7,9 +7,9 @@
 #include <vector>
 
 #include "api/EngineInternal.h"
-#include "api/HVSFX_EQControl.h"
-#include "api/HVSFX_Engine.h"
-#include "api/HVSFX_Switches.h"
+#include "hvtralofx/HVSFX_EQControl.h"
+#include "hvtralofx/HVSFX_Engine.h"
+#include "hvtralofx/HVSFX_Switches.h"
 #include "support/EqAnalytic.h"
 
 using eqtest::Kind;

@@ -13,7 +13,7 @@
 #include <tuple>
 #include <vector>
 
-#include "fixedpoint/FixedFFT.h"
+#include "hvtralofx/FixedFFT.h"
 #include "fixedpoint/FixedFFTInternal.h"
 #include "fixedpoint/MathTables.h"
 

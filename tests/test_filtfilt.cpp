@@ -11,7 +11,7 @@
 #include <utility>
 #include <vector>
 
-#include "filters/CFiltFiltFxd.h"
+#include "hvtralofx/CFiltFiltFxd.h"
 
 namespace {
 

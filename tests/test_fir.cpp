@@ -10,7 +10,7 @@
 #include <utility>
 #include <vector>
 
-#include "filters/CFIRFxd.h"
+#include "hvtralofx/CFIRFxd.h"
 #include "filters/FirKernelsInternal.h"
 
 namespace {

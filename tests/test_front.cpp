@@ -15,12 +15,12 @@
 
 #include "api/EngineInternal.h"
 #include "api/FrontInternal.h"
-#include "api/HVSFX_AdaVControl.h"
-#include "api/HVSFX_EQControl.h"
-#include "api/HVSFX_SoundbarControl.h"
-#include "api/HVSFX_Switches.h"
-#include "api/HVTralo_Front.h"
-#include "eq/CHVAudioEQ_Ts.h"
+#include "hvtralofx/HVSFX_AdaVControl.h"
+#include "hvtralofx/HVSFX_EQControl.h"
+#include "hvtralofx/HVSFX_SoundbarControl.h"
+#include "hvtralofx/HVSFX_Switches.h"
+#include "hvtralofx/HVTralo_Front.h"
+#include "hvtralofx/CHVAudioEQ_Ts.h"
 #include "support/ChainScenario.h"
 
 namespace {
@@ -57,7 +57,7 @@ std::string CaptureLog(const std::function<void()>& body) {
 
 int CountInitLines(const std::string& log) {
   const std::string head = "HARVELTralo I ";
-  const std::string tail = " [Harvel Tralo] HVTralo_Init(), version : 5.0, ARM";
+  const std::string tail = std::string(" [Harvel Tralo] HVTralo_Init(), version : ") + HVTralo_GetVersion() + ", ARM";
   std::istringstream lines(log);
   int count = 0;
   for (std::string line; std::getline(lines, line);)

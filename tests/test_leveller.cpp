@@ -13,7 +13,7 @@
 #include <random>
 #include <vector>
 
-#include "loudness/CAdaptiveVolume_S24.h"
+#include "hvtralofx/CAdaptiveVolume_S24.h"
 #include "loudness/LevellerBandBankInternal.h"
 #include "support/LevellerSignals.h"
 

@@ -12,9 +12,9 @@
 
 #include "api/AdaVControlInternal.h"
 #include "api/EngineInternal.h"
-#include "api/HVSFX_AdaVControl.h"
-#include "api/HVSFX_Engine.h"
-#include "loudness/CAdaptiveVolume_S24.h"
+#include "hvtralofx/HVSFX_AdaVControl.h"
+#include "hvtralofx/HVSFX_Engine.h"
+#include "hvtralofx/CAdaptiveVolume_S24.h"
 #include "support/EngineTestBase.h"
 #include "support/LevellerSignals.h"
 

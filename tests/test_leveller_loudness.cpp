@@ -14,7 +14,7 @@
 #include <cstdio>
 #include <vector>
 
-#include "loudness/CAdaptiveVolume_S24.h"
+#include "hvtralofx/CAdaptiveVolume_S24.h"
 #include "support/Bs1770Meter.h"
 #include "support/LevellerSignals.h"
 

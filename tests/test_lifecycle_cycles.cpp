@@ -1,7 +1,7 @@
 // Init, re-init and release cycles of both interfaces across layouts, rates
 // and block lengths, with a few blocks and a soundbar move in between. Run
 // in the sanitizer build, LeakSanitizer checks at exit that nothing leaked;
-// tools/test.sh runs it under valgrind's memcheck as well.
+// scripts/test.sh runs it under valgrind's memcheck as well.
 //
 // Cycles: HVFX_LIFECYCLE_CYCLES (default 1000).
 #include <gtest/gtest.h>

@@ -8,9 +8,9 @@
 #include <vector>
 
 #include "api/EngineInternal.h"
-#include "api/HVSFX_Engine.h"
-#include "api/HVSFX_Switches.h"
-#include "loudness/CDynamicRangeControl.h"
+#include "hvtralofx/HVSFX_Engine.h"
+#include "hvtralofx/HVSFX_Switches.h"
+#include "hvtralofx/CDynamicRangeControl.h"
 #include "support/EngineTestBase.h"
 
 namespace {

@@ -11,7 +11,7 @@
 #include <string>
 #include <vector>
 
-#include "soundbar/CSoundbar4Fxd.h"
+#include "hvtralofx/CSoundbar4Fxd.h"
 
 namespace {
 

@@ -10,11 +10,11 @@
 #include <vector>
 
 #include "api/EngineInternal.h"
-#include "api/HVSFX_Engine.h"
-#include "api/HVSFX_SoundbarControl.h"
-#include "api/HVSFX_Switches.h"
-#include "loudness/CAdaptiveVolume_S24.h"
-#include "soundbar/CSoundbar4Fxd.h"
+#include "hvtralofx/HVSFX_Engine.h"
+#include "hvtralofx/HVSFX_SoundbarControl.h"
+#include "hvtralofx/HVSFX_Switches.h"
+#include "hvtralofx/CAdaptiveVolume_S24.h"
+#include "hvtralofx/CSoundbar4Fxd.h"
 #include "support/EngineTestBase.h"
 
 namespace {

@@ -2,7 +2,7 @@
 // keeps (symmetric FIRs, front equal to surround, shared taps, what depends
 // on what) and the choice of a set. The reference values themselves (low-pass
 // sections, last gains, gain pairs, listed taps) are asserted by the
-// generator, tools/gen_soundbar_tables.py, whose --check run (the ctest
+// generator, scripts/gen_soundbar_tables.py, whose --check run (the ctest
 // soundbar_tables_generated) also holds the committed tables to its output.
 #include <gtest/gtest.h>
 

@@ -8,7 +8,7 @@
 
 #include "api/EngineInternal.h"
 #include "api/FrontInternal.h"
-#include "hvtralofx.h"
+#include "hvtralofx/hvtralofx.h"
 
 namespace chain {
 

@@ -6,7 +6,7 @@
 #include <gtest/gtest.h>
 
 #include "api/EngineInternal.h"
-#include "api/HVSFX_Engine.h"
+#include "hvtralofx/HVSFX_Engine.h"
 
 class EngineTestBase : public ::testing::Test {
  protected:

@@ -26,7 +26,6 @@ using nlohmann::json;
 
 namespace {
 
-constexpr const char* kVersion = "5.0";
 constexpr int kHostFrames = 1024;  // frames per HVTralo_Process call
 constexpr int kSupportedRates[] = {8000, 11025, 16000, 22050, 32000, 44100, 48000};
 
@@ -155,7 +154,7 @@ std::string OnOffText(bool on) { return on ? "on" : "off"; }
 void PrintReport(const json& rep, const Options& o, const Loudness& li, const Loudness& lo) {
   const json& in = rep["input"];
   const RenderSettings& s = o.settings;
-  std::printf("hvtralo-render %s\n", kVersion);
+  std::printf("hvtralo-render %s\n", HVTralo_GetVersion());
   std::printf("input     %s: %d Hz, %d ch, %.2f s, %s%s\n", in["name"].get<std::string>().c_str(),
               in["sample_rate"].get<int>(), in["channels"].get<int>(), in["seconds"].get<double>(),
               in["format"].get<std::string>().c_str(), in["converted_to_16_bit"].get<bool>() ?
@@ -193,7 +192,7 @@ void PrintReport(const json& rep, const Options& o, const Loudness& li, const Lo
 
 int Run(const Options& o) {
   if (o.version) {
-    std::printf("hvtralo-render %s\n", kVersion);
+    std::printf("hvtralo-render %s\n", HVTralo_GetVersion());
     return 0;
   }
   if (!o.savePreset.empty() && o.input.empty() && o.output.empty()) {  // write the preset and stop
@@ -220,7 +219,7 @@ int Run(const Options& o) {
   const double seconds = static_cast<double>(in.Frames()) / in.sampleRate;
 
   json rep = {{"tool", "hvtralo-render"},
-              {"version", kVersion},
+              {"version", HVTralo_GetVersion()},
               {"input",
                {{"name", demo ? std::string(o.demo51 ? "demo programme 5.1" : "demo programme") : o.input},
                 {"sample_rate", in.sampleRate},

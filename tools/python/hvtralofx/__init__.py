@@ -32,7 +32,7 @@ __all__ = ["library", "default_settings", "merge_settings", "configure", "proces
 #: Gain of every sample that does not go to the soundbar: 19661 / 32768.
 FIXED_ATTENUATION = 19661 / 32768
 
-_SONAME = "libhvtralofx.so.5"
+_SONAME = "libhvtralofx.so"  # the development link to the current SONAME
 _HOST_FRAMES = 1024  # frames per HVTralo_Process call, as the renderer
 _ENGINE_BLOCK = 512  # the front's engine block (nFrameSize)
 _lib = None

@@ -6,7 +6,7 @@
 # chain or its coefficient tables.
 set -euo pipefail
 cd "$(dirname "$0")/.."
-source tools/deps.sh
+source scripts/deps.sh
 hvfx_require_packages "${HVFX_BUILD_PACKAGES[@]}"
 build=build-release
 cmake -S . -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=Release -DHVFX_BUILD_TESTS=OFF > /dev/null

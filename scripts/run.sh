@@ -6,7 +6,7 @@
 # input file and --preset).
 set -euo pipefail
 cd "$(dirname "$0")/.."
-source tools/deps.sh
+source scripts/deps.sh
 hvfx_require_packages "${HVFX_BUILD_PACKAGES[@]}"
 build=build-release
 out=out/demo

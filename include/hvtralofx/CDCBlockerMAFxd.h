@@ -17,7 +17,7 @@
 
 #include <cstdint>
 
-#include "../fixedpoint/Export.h"
+#include "Export.h"
 
 class HVFX_API CDCBlockerMAFxd {
  public:

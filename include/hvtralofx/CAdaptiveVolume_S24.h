@@ -92,7 +92,7 @@
 
 #include <cstdint>
 
-#include "../fixedpoint/Export.h"
+#include "Export.h"
 
 class HVFX_API CAdaptiveVolume_S24 {
  public:

@@ -4,11 +4,11 @@
 # of them from its committed seed corpus. Any finding stops the script with
 # the target's report; the reproducer is left in build-asan/fuzz/.
 #
-#   tools/fuzz.sh                 5 s per target (the short run of tools/test.sh)
-#   tools/fuzz.sh 120             120 s per target
-#   tools/fuzz.sh --runs 10000000 ten million executions per target (the long run)
-#   HVFX_FUZZ_TARGETS="fuzz_fft fuzz_fir" tools/fuzz.sh ...   a subset
-#   HVFX_FUZZ_WORKERS=2 tools/fuzz.sh --runs 10000000         two processes per
+#   scripts/fuzz.sh                 5 s per target (the short run of scripts/test.sh)
+#   scripts/fuzz.sh 120             120 s per target
+#   scripts/fuzz.sh --runs 10000000 ten million executions per target (the long run)
+#   HVFX_FUZZ_TARGETS="fuzz_fft fuzz_fir" scripts/fuzz.sh ...   a subset
+#   HVFX_FUZZ_WORKERS=2 scripts/fuzz.sh --runs 10000000         two processes per
 #       target on one corpus, each with half the executions (or the whole time)
 #
 # The grown corpus stays in build-asan/fuzz/corpus/<target>, so a later run
@@ -16,7 +16,7 @@
 # executions, seconds, executions per second.
 set -euo pipefail
 cd "$(dirname "$0")/.."
-source tools/deps.sh
+source scripts/deps.sh
 hvfx_require_packages "${HVFX_BUILD_PACKAGES[@]}" "${HVFX_RELIABILITY_PACKAGES[@]}"
 
 workers=${HVFX_FUZZ_WORKERS:-1}

@@ -3,8 +3,8 @@
 
 Run by hand from the repository root (never at build time):
 
-    /usr/bin/python3 tools/gen_soundbar_tables.py           rewrite the four files
-    /usr/bin/python3 tools/gen_soundbar_tables.py --check   exit 1 if they differ
+    /usr/bin/python3 scripts/gen_soundbar_tables.py           rewrite the four files
+    /usr/bin/python3 scripts/gen_soundbar_tables.py --check   exit 1 if they differ
 
 It writes soundbar/SoundbarTables.{h,cpp} and soundbar/SoundbarFadeTables.{h,cpp}
 byte for byte (no timestamps) and prints a short report of how well the design
@@ -81,7 +81,7 @@ import numpy as np
 from scipy.optimize import brentq
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
-COMMAND = "/usr/bin/python3 tools/gen_soundbar_tables.py"
+COMMAND = "/usr/bin/python3 scripts/gen_soundbar_tables.py"
 
 RATES = (44100, 48000)
 RATE_SUFFIX = {44100: "", 48000: "_48kHz"}

@@ -19,7 +19,7 @@
 // same time on one instance (the engine's control functions ensure this).
 #pragma once
 
-#include "../fixedpoint/Export.h"
+#include "Export.h"
 
 class HVFX_API CHVAudioEQ_Ts {
  public:

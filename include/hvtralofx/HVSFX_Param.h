@@ -11,7 +11,7 @@
 #include <stdbool.h>
 #endif
 
-#include "../fixedpoint/Export.h"
+#include "Export.h"
 
 #ifdef __cplusplus
 extern "C" {

@@ -35,12 +35,12 @@
 #include <atomic>
 #include <cstdint>
 
-#include "../filters/CDCBlockerMAFxd.h"
-#include "../filters/CDelayLineFxd.h"
-#include "../filters/CFIRFxd.h"
-#include "../filters/CFiltFiltFxd.h"
-#include "../filters/CNGOIntegratorFxd.h"
-#include "../fixedpoint/Export.h"
+#include "CDCBlockerMAFxd.h"
+#include "CDelayLineFxd.h"
+#include "CFIRFxd.h"
+#include "CFiltFiltFxd.h"
+#include "CNGOIntegratorFxd.h"
+#include "Export.h"
 
 struct SoundbarCoefficientSet;
 

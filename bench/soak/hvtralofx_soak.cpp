@@ -17,7 +17,7 @@
 // clipped band cannot swing from rail to rail within one sample, so such a
 // jump can only be a wrap.
 //
-//   build-native/tools/hvtralofx_soak [hours of audio, default 10]
+//   build-native/bench/hvtralofx_soak [hours of audio, default 10]
 //
 // Prints one line per hour of audio; exits 1 at the first violation.
 #include <malloc.h>
@@ -28,8 +28,8 @@
 #include <fstream>
 #include <string>
 
-#include "loudness/CAdaptiveVolume_S24.h"
-#include "loudness/CDynamicRangeControl.h"
+#include "hvtralofx/CAdaptiveVolume_S24.h"
+#include "hvtralofx/CDynamicRangeControl.h"
 #include "tests/support/ChainScenario.h"
 
 namespace {

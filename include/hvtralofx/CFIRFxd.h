@@ -3,7 +3,7 @@
 // soundbar's side-signal high-pass filters (257 symmetric taps) run on it.
 #pragma once
 
-#include "../fixedpoint/Export.h"
+#include "Export.h"
 
 class HVFX_API CFIRFxd {
  public:

@@ -15,7 +15,7 @@
 //   gainQ  nsos + 1 exponents per channel
 #pragma once
 
-#include "../fixedpoint/Export.h"
+#include "Export.h"
 
 class HVFX_API CFiltFiltFxd {
  public:

@@ -25,7 +25,7 @@
 #include <cstdint>
 #include <memory>
 
-#include "../fixedpoint/Export.h"
+#include "Export.h"
 
 class HVFX_API CDynamicRangeControl {
  public:

@@ -16,7 +16,7 @@
 
 #include <cstdint>
 
-#include "../fixedpoint/Export.h"
+#include "Export.h"
 
 class HVFX_API CDelayLineFxd {
  public:

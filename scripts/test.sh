@@ -10,7 +10,7 @@
 # Installs the Debian packages it needs when they are missing.
 set -euo pipefail
 cd "$(dirname "$0")/.."
-source tools/deps.sh
+source scripts/deps.sh
 hvfx_require_packages "${HVFX_BUILD_PACKAGES[@]}" "${HVFX_TEST_PACKAGES[@]}" "${HVFX_RELIABILITY_PACKAGES[@]}"
 
 jobs=$(nproc)
@@ -34,7 +34,7 @@ cmake --build build-asan -j "$jobs"
 echo "== sanitizer tests (LeakSanitizer checks every program at exit)"
 ctest --test-dir build-asan -j "$jobs" --output-on-failure
 echo "== fuzz targets, 5 s each from the seed corpus"
-tools/fuzz.sh 5
+scripts/fuzz.sh 5
 
 echo "== clang build with ThreadSanitizer: the concurrency test"
 # One accepted race, explained in the file; a new entry must change this count.
