@@ -2,7 +2,7 @@
 # Builds the libFuzzer targets under fuzz/ (clang, ASan + UBSan: the
 # "asan-ubsan" preset, which builds them beside the tests) and runs every one
 # of them from its committed seed corpus. Any finding stops the script with
-# the target's report; the reproducer is left in build-asan/fuzz/.
+# the target's report; the reproducer is left in build-asan-ubsan/fuzz/.
 #
 #   scripts/fuzz.sh                 5 s per target (the short run of scripts/test.sh)
 #   scripts/fuzz.sh 120             120 s per target
@@ -11,7 +11,7 @@
 #   HVFX_FUZZ_WORKERS=2 scripts/fuzz.sh --runs 10000000         two processes per
 #       target on one corpus, each with half the executions (or the whole time)
 #
-# The grown corpus stays in build-asan/fuzz/corpus/<target>, so a later run
+# The grown corpus stays in build-asan-ubsan/fuzz/corpus/<target>, so a later run
 # continues where an earlier one stopped. Prints one line per target:
 # executions, seconds, executions per second.
 set -euo pipefail
@@ -23,7 +23,7 @@ workers=${HVFX_FUZZ_WORKERS:-1}
 limit=(-max_total_time="${1:-5}") run="${1:-5}s"
 [ "${1:-}" = --runs ] && limit=(-runs="$(( $2 / workers ))") run="$2runs"
 
-out=build-asan/fuzz
+out=build-asan-ubsan/fuzz
 cmake --preset asan-ubsan > /dev/null
 cmake --build --preset asan-ubsan > /dev/null
 targets=${HVFX_FUZZ_TARGETS:-$(cd $out && ls fuzz_* | grep -v '[.-]')}

@@ -9,8 +9,8 @@ cd "$(dirname "$0")/.."
 source scripts/deps.sh
 hvfx_require_packages "${HVFX_BUILD_PACKAGES[@]}"
 build=build-release
-cmake -S . -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=Release -DHVFX_BUILD_TESTS=OFF > /dev/null
-cmake --build "$build" -j 2 --target hvtralofx hvtralo-render > /dev/null
+cmake --preset release > /dev/null
+cmake --build --preset release > /dev/null
 report=$("$build"/tools/hvtralo-render -q --preset tools/presets/example-tv.json \
          | sed -e 's/(\([0-9.]*\) s of audio in [0-9.]* s)/(\1 s of audio)/')
 HVTRALOFX_BUILD_DIR="$build" tools/hvtralo-plot eq --preset tools/presets/example-tv.json -o docs/eq-response.png

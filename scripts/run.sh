@@ -10,8 +10,8 @@ source scripts/deps.sh
 hvfx_require_packages "${HVFX_BUILD_PACKAGES[@]}"
 build=build-release
 out=out/demo
-cmake -S . -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=Release -DHVFX_BUILD_TESTS=OFF > /dev/null
-cmake --build "$build" -j 2 --target hvtralofx hvtralo-render > /dev/null
+cmake --preset release > /dev/null
+cmake --build --preset release > /dev/null
 mkdir -p "$out"
 "$build"/tools/hvtralo-render -o "$out/rendered.wav" --save-input "$out/demo.wav" \
   --report-json "$out/report.json" --save-preset "$out/settings.json" "$@"
