@@ -1,7 +1,7 @@
-"""Formats one run of bench/run_performance.sh as the README's performance
-table: every figure beside its goal, ratios taken within the run.
+"""Formats one run of bench/run_performance.sh as the performance table of
+docs/performance.md: every figure beside its goal, ratios taken within the run.
 
-    performance_table.py RESULTS_DIR LOAD_AFTER [--update-readme]
+    performance_table.py RESULTS_DIR LOAD_AFTER [--update-docs]
 """
 import json
 import pathlib
@@ -10,7 +10,7 @@ import sys
 
 results = pathlib.Path(sys.argv[1])
 load_after = sys.argv[2]
-update_readme = "--update-readme" in sys.argv[3:]
+update_docs = "--update-docs" in sys.argv[3:]
 
 
 def medians(program):
@@ -133,11 +133,11 @@ lines += [f"| {a} | {b} | {c} | {d} | {e} |" for a, b, c, d, e in chain_rows]
 table = "\n".join(lines)
 print(table)
 
-if update_readme:
-    readme = pathlib.Path("README.md")
-    text = readme.read_text()
+if update_docs:
+    doc = pathlib.Path("docs/performance.md")
+    text = doc.read_text()
     begin, end = "<!-- performance table: begin -->", "<!-- performance table: end -->"
     pattern = re.compile(re.escape(begin) + ".*?" + re.escape(end), re.S)
     if not pattern.search(text):
-        sys.exit("README.md has no performance table markers")
-    readme.write_text(pattern.sub(lambda _: f"{begin}\n{table}\n{end}", text))
+        sys.exit("docs/performance.md has no performance table markers")
+    doc.write_text(pattern.sub(lambda _: f"{begin}\n{table}\n{end}", text))

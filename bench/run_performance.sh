@@ -1,15 +1,15 @@
 #!/usr/bin/env bash
-# The performance figures of the README in one run: builds the benchmarks
+# The performance figures of docs/performance.md in one run: builds the benchmarks
 # (native Release, build-bench/) and the aarch64 instruction-count driver
 # (build-bench-aarch64/), runs the Google Benchmark programs (median of 3
 # repetitions), counts instructions per frame (bench/count_instructions.sh),
 # measures the heap after HVTralo_Init(48000, 6) and the library's size, and
-# prints the README's performance table with each goal beside its figure.
+# prints the performance table with each goal beside its figure.
 #
-#   bench/run_performance.sh [--update-readme]
+#   bench/run_performance.sh [--update-docs]
 #
-# --update-readme replaces the table between the performance markers of
-# README.md. Installs the Debian packages it needs when they are missing.
+# --update-docs replaces the table between the performance markers of
+# docs/performance.md. Installs the Debian packages it needs when they are missing.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 source scripts/deps.sh
