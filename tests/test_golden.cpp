@@ -94,7 +94,7 @@ std::string PlayCase(const Case& c) {
   if (c.front) {
     HVTralo_Init(c.rate, c.channels);
     HVTralo_SetEnable(true);
-    p = &s_HVSFX_Param;
+    p = &hvfx::GlobalFront().record;
   } else {
     own.nSampleRate = c.rate;
     own.nInChannels = own.nOutChannels = c.channels;
@@ -120,6 +120,7 @@ std::string PlayCase(const Case& c) {
                                    ? SlowlyMovingSignal(c.channels, position, frames, c.script == kLongQuickMoves)
                                    : Signal(c.channels, position, frames);
     position += frames;
+    if (c.front) hvfx::PublishFrontRecord(hvfx::GlobalFront());
     const int r = c.front ? HVTralo_Process(block.data(), frames) : HVSFX_Process(p, block.data(), frames);
     EXPECT_EQ(r, 1) << c.name << " call " << call;
     groupCrc = Crc32(block, groupCrc);

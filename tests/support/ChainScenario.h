@@ -6,7 +6,6 @@
 #include <cstdint>
 #include <vector>
 
-#include "api/EngineInternal.h"
 #include "api/FrontInternal.h"
 #include "hvtralofx/hvtralofx.h"
 
@@ -56,12 +55,7 @@ inline std::vector<short> SlowlyMovingSignal(int channels, long first, int frame
 // The library's state at load time: front record, switches and the
 // soundbar's shared fade positions. Releases the engine first.
 inline void ReloadLibrary() {
-  HVTralo_Release();
-  s_HVSFX_Param = HVSFX_Param_Default;
-  s_HVTralo_MainSwitchEnable = false;
-  s_HVTralo_Configed = false;
-  s_HVTralo_InitOnce = false;
-  s_sampleCount = 0;
+  hvfx::ResetGlobalFrontForTests();
   CSoundbar4Fxd::inputFadePosition = CSoundbar4Fxd::kInputFadeLength;
   CSoundbar4Fxd::outputFadePosition = CSoundbar4Fxd::kOutputFadeLength;
 }

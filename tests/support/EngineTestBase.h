@@ -5,18 +5,18 @@
 
 #include <gtest/gtest.h>
 
-#include "api/EngineInternal.h"
+#include "api/Engine.h"
 #include "hvtralofx/HVSFX_Engine.h"
 
 class EngineTestBase : public ::testing::Test {
  protected:
   void SetUp() override {
     HVSFX_GetDefaultParam(&param);
-    s_sampleCount = 0;
+    hvfx::Engine::Global().GatheredFrames() = 0;
   }
   void TearDown() override {
     HVSFX_Release(&param);
-    s_sampleCount = 0;
+    hvfx::Engine::Global().GatheredFrames() = 0;
   }
   HVSFX_Param param{};
 };
