@@ -34,9 +34,11 @@ void ToShortDomain(int* v, size_t count) {
   for (size_t i = 0; i < count; ++i) v[i] = RoundToShortDomain(v[i]);
 }
 
-// v = v << 8 over `count` samples: back to working samples.
+// v = v << 8 over `count` samples: back to working samples. A leveller
+// boosting loud material past the 16-bit domain's 2^23 saturates here
+// rather than wrapping to the other rail.
 void FromShortDomain(int* v, size_t count) {
-  for (size_t i = 0; i < count; ++i) v[i] = ShlWrap32(v[i], 8);
+  for (size_t i = 0; i < count; ++i) v[i] = ShlSat32(v[i], 8);
 }
 
 // (v + 128) asr 2 of a working sample: the virtualizer's quarter scale. The
@@ -106,11 +108,12 @@ struct Stages {
     }
     c.soundbar->Process(c.inBuf, n(), p.nInChannels, c.outBuf, n(), p.nOutChannels, 0);
     // x 4 back to the working scale; the full-range rows also << nGainShift.
+    // Loud material with a gain shift can exceed 32 bits: saturated.
     const int shift = p.nGainShift > 0 ? p.nGainShift : 0;
     for (int r = 0; r < 6; ++r) {
       int* row = Row(c.outBuf, r, n());
       const int extra = r == 3 ? 0 : shift;
-      for (int i = 0; i < n(); ++i) row[i] = ShlWrap32(ShlWrap32(row[i], 2), extra);
+      for (int i = 0; i < n(); ++i) row[i] = ShlSat32(ShlSat32(row[i], 2), extra);
     }
     return true;
   }
@@ -284,6 +287,7 @@ Engine::Engine() : frontRecord_(HVSFX_Param_Default) {
 }
 
 Engine::~Engine() {
+  Commit();
   delete live_;
   for (Change* c = oldest_; c != nullptr;) {
     Change* next = c->next.load();
@@ -297,10 +301,26 @@ Engine& Engine::Global() {
   return engine;
 }
 
+// Changes wait in a private list until the control call ends.
 void Engine::Enqueue(std::unique_ptr<Change> change) {
   Change* c = change.release();
-  newest_->next.store(c, std::memory_order_release);
-  newest_ = c;
+  if (batchLast_ == nullptr) {
+    batchFirst_ = c;
+  } else {
+    batchLast_->next.store(c, std::memory_order_relaxed);
+  }
+  batchLast_ = c;
+}
+
+// Publishes the control call's changes with one store: the audio side sees
+// all of them or none.
+void Engine::Commit() {
+  if (batchFirst_ != nullptr) {
+    batchLast_->commit = ++commits_;
+    newest_->next.store(batchFirst_, std::memory_order_release);
+    newest_ = batchLast_;
+    batchFirst_ = batchLast_ = nullptr;
+  }
   FreePassed();
 }
 
@@ -347,6 +367,7 @@ void Engine::Release(HVSFX_Param* record) {
   Enqueue(std::move(change));
   // Released now when no call is running; otherwise at the end of the
   // running call (or at the start of the next one).
+  Commit();
   releasing_.store(true);
   if (!consuming_.exchange(true)) {
     SettleRelease();
@@ -463,6 +484,13 @@ void Engine::TakeAll() {
   for (Change* next = last->next.load(std::memory_order_acquire); next != nullptr;
        next = next->next.load(std::memory_order_acquire)) {
     Apply(*next);
+    if (next->commit != 0 && takenLog_ != nullptr) {
+      const size_t i = takenCount_.load(std::memory_order_relaxed);
+      if (i < takenCapacity_) {
+        takenLog_[i] = TakenAt{next->commit, calls_};
+        takenCount_.store(i + 1, std::memory_order_release);
+      }
+    }
     last = next;
   }
   taken_.store(last, std::memory_order_release);
@@ -477,6 +505,7 @@ void Engine::SettleRelease() {
 bool Engine::BeginCall() {
   if (consuming_.exchange(true)) return false;  // a release is being carried out
   TakeAll();
+  ++calls_;
   if (releasing_.load()) {
     // A release that waited for a call to end: carry it out, skip the call.
     SettleRelease();
@@ -525,8 +554,8 @@ int Engine::ProcessFrames(const HVSFX_Param& p, std::uintptr_t recordId, short* 
       const long long a = static_cast<long long>(sampleCount_) + i;
       const long long b = a + n;
       if (a >= limit) break;
-      c.outBuf[a] = ShlWrap32(c.outBuf[a], p.nGainShift);
-      if (b < limit) c.outBuf[b] = ShlWrap32(c.outBuf[b], p.nGainShift);
+      c.outBuf[a] = ShlSat32(c.outBuf[a], p.nGainShift);
+      if (b < limit) c.outBuf[b] = ShlSat32(c.outBuf[b], p.nGainShift);
     }
   }
   return 1;

@@ -95,6 +95,7 @@ struct Change {
   HVSFX_Param* record = nullptr;      // kRecord
   bool configured = false;            // kRecord
   Chain* retired = nullptr;           // set by the audio side
+  uint64_t commit = 0;                // on the last change of a group: its serial number
   std::atomic<Change*> next{nullptr};
 };
 
@@ -108,8 +109,22 @@ class Engine {
   // The process-wide engine of HVSFX_* and HVTralo_*.
   static Engine& Global();
 
-  // ---- Control threads (hold ControlLock for everything below) ----------
-  std::unique_lock<std::mutex> ControlLock() { return std::unique_lock<std::mutex>(control_); }
+  // ---- Control threads (hold a ControlScope for everything below) --------
+  // Serialises control calls; when it ends, every change the call made is
+  // published at once, so that a call of the audio side takes all of them
+  // or none.
+  class ControlScope {
+   public:
+    explicit ControlScope(Engine& e) : engine_(e), lock_(e.control_) {}
+    ~ControlScope() { engine_.Commit(); }
+    ControlScope(const ControlScope&) = delete;
+    ControlScope& operator=(const ControlScope&) = delete;
+
+   private:
+    Engine& engine_;
+    std::unique_lock<std::mutex> lock_;
+  };
+  ControlScope ControlLock() { return ControlScope(*this); }
 
   // HVSFX_Init's work: validates, builds the chain, points the record's
   // buffers at it and publishes it. 1, or 0 (nothing changed).
@@ -151,6 +166,25 @@ class Engine {
   const HVSFX_Param& FrontRecord() const { return frontRecord_; }
   bool FrontConfigured() const { return frontConfigured_; }
 
+  // ---- Observation (tests) -------------------------------------------------
+  // Every committed group of changes gets the next serial number (from 1);
+  // LastCommit() is the last one (control side).
+  uint64_t LastCommit() const { return commits_; }
+  // Where the audio side notes, for each group it takes, {serial, call}: the
+  // index of the call (counted from 0 by BeginCall) whose start took it. The
+  // array is the caller's; entries past `capacity` are dropped. Set it before
+  // the audio thread starts.
+  struct TakenAt {
+    uint64_t commit;
+    uint64_t call;
+  };
+  void ObserveCommits(TakenAt* log, size_t capacity) {
+    takenLog_ = log;
+    takenCapacity_ = capacity;
+    takenCount_.store(0);
+  }
+  size_t ObservedCommits() const { return takenCount_.load(); }
+
   // ---- Test access (single-threaded tests only) --------------------------
   Chain* LiveChain() { return live_; }
   int& GatheredFrames() { return sampleCount_; }
@@ -161,6 +195,7 @@ class Engine {
 
  private:
   void Enqueue(std::unique_ptr<Change> change);
+  void Commit();
   void Apply(Change& change);
   void TakeAll();
   void FreePassed();
@@ -175,6 +210,9 @@ class Engine {
   std::unique_ptr<CHVAudioEQ_Ts> lfeTwin_;
   Change* oldest_ = nullptr;  // first change not yet freed
   Change* newest_ = nullptr;  // last change published
+  Change* batchFirst_ = nullptr;  // changes of the running control call, not yet published
+  Change* batchLast_ = nullptr;
+  uint64_t commits_ = 0;
 
   // Shared.
   std::atomic<Change*> taken_{nullptr};  // last change the audio side applied
@@ -188,6 +226,10 @@ class Engine {
   bool soundbarResetPending_ = false;
   HVSFX_Param frontRecord_;
   bool frontConfigured_ = false;
+  uint64_t calls_ = 0;
+  TakenAt* takenLog_ = nullptr;
+  size_t takenCapacity_ = 0;
+  std::atomic<size_t> takenCount_{0};
 };
 
 }  // namespace hvfx

@@ -36,6 +36,15 @@ Front& GlobalFront();
 // the engine interface, as HVSFX_*(&GlobalFront().record, ...)).
 void PublishFrontRecord(Front& front);
 
+}  // namespace hvfx
+
+struct HVFX_Engine;
+namespace hvfx {
+
+// The instance-interface handle of the process-wide front (tests drive the
+// front through HVFX_* with it).
+HVFX_Engine* GlobalFrontHandleForTests();
+
 // Puts the process-wide front and engine back into their load-time state
 // (tests; no call may be running).
 void ResetGlobalFrontForTests();

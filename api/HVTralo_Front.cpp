@@ -128,6 +128,9 @@ HVFX_Engine* GlobalFrontHandle() {
 }
 
 }  // namespace
+
+HVFX_Engine* GlobalFrontHandleForTests() { return GlobalFrontHandle(); }
+
 }  // namespace hvfx
 
 using hvfx::Front;

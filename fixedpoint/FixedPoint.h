@@ -97,6 +97,17 @@ constexpr int32_t ShlWrap32(int32_t v, int s) {
   return static_cast<int32_t>(static_cast<uint32_t>(v) << s);
 }
 
+// Left shift saturated to the int32 range: ShlWrap32 wherever the result
+// fits, the nearer limit where ShlWrap32 would wrap (counts of 32 or more
+// included). Negative counts shift right arithmetically.
+// Overflow note: |v| < 2^31 and s <= 31, so v * 2^s fits in 63 bits.
+constexpr int32_t ShlSat32(int32_t v, int s) {
+  if (s <= 0 || v == 0) return ShlWrap32(v, s);
+  if (s >= 32) return v < 0 ? INT32_MIN : INT32_MAX;
+  const int64_t wide = static_cast<int64_t>(v) * (int64_t{1} << s);
+  return wide > INT32_MAX ? INT32_MAX : (wide < INT32_MIN ? INT32_MIN : static_cast<int32_t>(wide));
+}
+
 // Left shift modulo 2^64; counts of 64 or more give 0, negative counts shift
 // right arithmetically.
 constexpr int64_t ShlWrap64(int64_t v, int s) {

@@ -5,7 +5,7 @@
 // counts) or hands the engine a second record. Each input ends with a
 // release, so no module outlives it.
 #include "FuzzInput.h"
-#include "api/EngineInternal.h"
+#include "api/Engine.h"
 #include "hvtralofx/hvtralofx.h"
 
 using namespace hvfuzz;
@@ -71,7 +71,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   HVSFX_Param own{}, second{};
   HVSFX_GetDefaultParam(&own);
   HVSFX_GetDefaultParam(&second);
-  s_sampleCount = 0;
+  hvfx::Engine::Global().GatheredFrames() = 0;
   CSoundbar4Fxd::inputFadePosition = CSoundbar4Fxd::kInputFadeLength;
   CSoundbar4Fxd::outputFadePosition = CSoundbar4Fxd::kOutputFadeLength;
   bool b = false;
@@ -183,6 +183,6 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     }
   }
   HVSFX_Release(&own);
-  s_sampleCount = 0;
+  hvfx::Engine::Global().GatheredFrames() = 0;
   return 0;
 }

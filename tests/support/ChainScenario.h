@@ -60,6 +60,12 @@ inline void ReloadLibrary() {
   CSoundbar4Fxd::outputFadePosition = CSoundbar4Fxd::kOutputFadeLength;
 }
 
+// The front's record changed through the engine interface reaches the
+// front's audio side only when published (the front's own setters do it).
+inline void PublishIfFront(HVSFX_Param* p) {
+  if (p == &hvfx::GlobalFront().record) hvfx::PublishFrontRecord(hvfx::GlobalFront());
+}
+
 // Switches the effects in `effects` on and the others off on a record, and
 // gives the equalizer and the leveller settings that make them work.
 inline void Configure(HVSFX_Param* p, unsigned effects) {
@@ -74,6 +80,7 @@ inline void Configure(HVSFX_Param* p, unsigned effects) {
   HVSFX_EQ_SetHPFBandGain(p, -1, -4, 9000);
   HVSFX_AdaV_SetParam(p, 1, 90, 5000, 1);
   HVSFX_AdaV_SetVolUpDownRate(p, 12, 9);
+  PublishIfFront(p);
 }
 
 // A settings change mid-stream, number k of a scenario.
@@ -83,6 +90,7 @@ inline void ChangeSettings(HVSFX_Param* p, int k) {
   HVSFX_AdaV_SetParam(p, k % 2, 40 + 10 * k, 5000 + 1000 * k, k % 2);
   HVSFX_Soundbar_SetLFEGain(p, -6 + k);
   HVSFX_Surround_SetEnable(p, k % 3 == 0);
+  PublishIfFront(p);
 }
 
 }  // namespace chain
