@@ -487,7 +487,7 @@ void Engine::TakeAll() {
     if (next->commit != 0 && takenLog_ != nullptr) {
       const size_t i = takenCount_.load(std::memory_order_relaxed);
       if (i < takenCapacity_) {
-        takenLog_[i] = TakenAt{next->commit, calls_};
+        takenLog_[i] = TakenAt{next->commit, calls_ - firstObservedCall_};
         takenCount_.store(i + 1, std::memory_order_release);
       }
     }

@@ -171,7 +171,7 @@ class Engine {
   // LastCommit() is the last one (control side).
   uint64_t LastCommit() const { return commits_; }
   // Where the audio side notes, for each group it takes, {serial, call}: the
-  // index of the call (counted from 0 by BeginCall) whose start took it. The
+  // index of the call whose start took it, counted from 0 at this call. The
   // array is the caller's; entries past `capacity` are dropped. Set it before
   // the audio thread starts.
   struct TakenAt {
@@ -182,6 +182,7 @@ class Engine {
     takenLog_ = log;
     takenCapacity_ = capacity;
     takenCount_.store(0);
+    firstObservedCall_ = calls_;
   }
   size_t ObservedCommits() const { return takenCount_.load(); }
 
@@ -229,6 +230,7 @@ class Engine {
   uint64_t calls_ = 0;
   TakenAt* takenLog_ = nullptr;
   size_t takenCapacity_ = 0;
+  uint64_t firstObservedCall_ = 0;
   std::atomic<size_t> takenCount_{0};
 };
 

@@ -72,8 +72,6 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   HVSFX_GetDefaultParam(&own);
   HVSFX_GetDefaultParam(&second);
   hvfx::Engine::Global().GatheredFrames() = 0;
-  CSoundbar4Fxd::inputFadePosition = CSoundbar4Fxd::kInputFadeLength;
-  CSoundbar4Fxd::outputFadePosition = CSoundbar4Fxd::kOutputFadeLength;
   bool b = false;
   int i1 = 0, i2 = 0, i3 = 0, i4 = 0;
   float q = 0.0f;

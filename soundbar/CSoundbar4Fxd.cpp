@@ -17,8 +17,6 @@
 
 using namespace fxp;
 
-std::atomic<uint32_t> CSoundbar4Fxd::inputFadePosition{0xFFFFFFFFu};
-std::atomic<uint32_t> CSoundbar4Fxd::outputFadePosition{0xFFFFFFFFu};
 
 namespace {
 
@@ -107,10 +105,13 @@ void FreeBlock(Block*& block) {
   block = nullptr;
 }
 
+// The block in `block`, created (cleared) if it does not exist yet.
 template <class Block>
-Block* NewBlock() {
-  auto* block = new Block();
-  block->Clear();
+Block* EnsureBlock(Block*& block) {
+  if (block == nullptr) {
+    block = new Block();
+    block->Clear();
+  }
   return block;
 }
 
@@ -229,7 +230,6 @@ int CSoundbar4Fxd::Reset() {
 }
 
 int CSoundbar4Fxd::Free() {
-  if (initialized == 0) return 0;
   std::free(work32);
   std::free(work16);
   work32 = nullptr;
@@ -276,27 +276,16 @@ void CSoundbar4Fxd::delete_filters() {
 }
 
 int CSoundbar4Fxd::UpdateFilterParameters(int rate, int distanceCm, int width) {
-  delete_filters();
-  frontSideDcBlocker = NewBlock<CDCBlockerMAFxd>();
-  surroundSideDcBlocker = NewBlock<CDCBlockerMAFxd>();
-  frontMidDcDelay = NewBlock<CDelayLineFxd>();
-  surroundMidDcDelay = NewBlock<CDelayLineFxd>();
-  frontSideIntegrator = NewBlock<CNGOIntegratorFxd>();
-  surroundSideIntegrator = NewBlock<CNGOIntegratorFxd>();
-  frontMidFirDelay = NewBlock<CDelayLineFxd>();
-  surroundMidFirDelay = NewBlock<CDelayLineFxd>();
-  frontSideFir = NewBlock<CFIRFxd>();
-  surroundSideFir = NewBlock<CFIRFxd>();
-  frontMidLowpass = NewBlock<CFiltFiltFxd>();
-  frontSideLowpass = NewBlock<CFiltFiltFxd>();
-  surroundMidLowpass = NewBlock<CFiltFiltFxd>();
-  surroundSideLowpass = NewBlock<CFiltFiltFxd>();
-  frontMidBandDelay = NewBlock<CDelayLineFxd>();
-  frontSideBandDelay = NewBlock<CDelayLineFxd>();
-  surroundMidBandDelay = NewBlock<CDelayLineFxd>();
-  surroundSideBandDelay = NewBlock<CDelayLineFxd>();
-  channel2Delay = NewBlock<CDelayLineFxd>();
-  channel3Delay = NewBlock<CDelayLineFxd>();
+  coefficients = nullptr;
+  for (CDCBlockerMAFxd** b : {&frontSideDcBlocker, &surroundSideDcBlocker}) EnsureBlock(*b);
+  for (CNGOIntegratorFxd** b : {&frontSideIntegrator, &surroundSideIntegrator}) EnsureBlock(*b);
+  for (CFIRFxd** b : {&frontSideFir, &surroundSideFir}) EnsureBlock(*b);
+  for (CFiltFiltFxd** b : {&frontMidLowpass, &frontSideLowpass, &surroundMidLowpass, &surroundSideLowpass})
+    EnsureBlock(*b);
+  for (CDelayLineFxd** b : {&frontMidDcDelay, &surroundMidDcDelay, &frontMidFirDelay, &surroundMidFirDelay,
+                            &frontMidBandDelay, &frontSideBandDelay, &surroundMidBandDelay, &surroundSideBandDelay,
+                            &channel2Delay, &channel3Delay})
+    EnsureBlock(*b);
 
   // The mid path waits beside the DC blocker for as long as the blocker lags.
   frontSideDcBlocker->Init(kDcBlockerShift, kDcBlockerShift);

@@ -52,12 +52,10 @@ inline std::vector<short> SlowlyMovingSignal(int channels, long first, int frame
   return out;
 }
 
-// The library's state at load time: front record, switches and the
-// soundbar's shared fade positions. Releases the engine first.
+// The library's state at load time: the front's record and switches, the
+// process-wide engine released.
 inline void ReloadLibrary() {
   hvfx::ResetGlobalFrontForTests();
-  CSoundbar4Fxd::inputFadePosition = CSoundbar4Fxd::kInputFadeLength;
-  CSoundbar4Fxd::outputFadePosition = CSoundbar4Fxd::kOutputFadeLength;
 }
 
 // The front's record changed through the engine interface reaches the
