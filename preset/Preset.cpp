@@ -130,11 +130,13 @@ void ReadChannel(const json& j, const std::string& path, ChannelEq& c) {
 
 void CheckRange(const std::string& path, long long v, Range r) {
   if (v < r.lo || v > r.hi)
-    Refuse(path, std::to_string(v) + " is out of range (" + std::to_string(r.lo) + " ... " + std::to_string(r.hi) + ")");
+    Refuse(path,
+           std::to_string(v) + " is out of range (" + std::to_string(r.lo) + " ... " + std::to_string(r.hi) + ")");
 }
 
 void CheckQ(const std::string& path, double q) {
-  if (!(q >= static_cast<double>(kQLo) && q <= static_cast<double>(kQHi))) Refuse(path, json(q).dump() + " is out of range (0.1 ... 20)");
+  if (!(q >= static_cast<double>(kQLo) && q <= static_cast<double>(kQHi)))
+    Refuse(path, json(q).dump() + " is out of range (0.1 ... 20)");
 }
 
 void CheckOneOf(const std::string& path, int v, std::initializer_list<int> allowed, const char* unit) {

@@ -22,7 +22,8 @@ size_t AboveRangeGate(const std::vector<double>& series) {
     if (v > -70) power += std::pow(10.0, v / 10), ++n;
   if (n == 0) return 0;
   const double gate = 10 * std::log10(power / static_cast<double>(n)) - 20;
-  return static_cast<size_t>(std::count_if(series.begin(), series.end(), [&](double v) { return v > -70 && v >= gate; }));
+  return static_cast<size_t>(
+      std::count_if(series.begin(), series.end(), [&](double v) { return v > -70 && v >= gate; }));
 }
 
 }  // namespace
@@ -77,8 +78,8 @@ Loudness LoudnessMeter::Result() const {
 }
 
 double SecondsGainedAboveRangeGate(const Loudness& a, const Loudness& b) {
-  return (static_cast<double>(AboveRangeGate(b.shortTermLufs)) - static_cast<double>(AboveRangeGate(a.shortTermLufs))) *
-         kShortTermStepSeconds;
+  const auto above = [](const Loudness& l) { return static_cast<double>(AboveRangeGate(l.shortTermLufs)); };
+  return (above(b) - above(a)) * kShortTermStepSeconds;
 }
 
 }  // namespace hvrender
