@@ -231,14 +231,25 @@ Options ParseCommandLine(int argc, char** argv) {
 const char* HelpText() {
   return R"(Usage: hvtralo-render [options] [INPUT [OUTPUT]]
 
-Renders INPUT (WAV, FLAC or anything else libsndfile reads; mono, stereo or
-5.1 at 8, 11.025, 16, 22.05, 32, 44.1 or 48 kHz) through libhvtralofx's front
-interface and writes OUTPUT in the input's container and sample format. Input
-that is not 16-bit PCM is rounded to 16 bits without dither (the library's
-sample format) and written back from those 16 bits. Without INPUT it renders a
-built-in demo programme (32 s at 48 kHz, stereo; 5.1 with --demo-51). Without
-OUTPUT it only reports. The output is time-aligned with the input and as long
-as it: the library's latency is removed and its tail flushed.
+Renders INPUT (WAV, FLAC or anything else libsndfile reads; "-" reads standard
+input; mono, stereo or 5.1 at 8, 11.025, 16, 22.05, 32, 44.1 or 48 kHz) through
+libhvtralofx's front interface and writes OUTPUT in the container its
+extension names (.wav, .flac, .aiff, ...; the input's when the extension names
+none, said in the report) and in the input's sample format where that
+container takes it. Input that is not 16-bit PCM is rounded to 16 bits without
+dither (the library's sample format) and written back from those 16 bits.
+Without INPUT it renders a built-in demo programme (32 s at 48 kHz, stereo;
+5.1 with --demo-51). Without OUTPUT it only reports. The output is
+time-aligned with the input and as long as it: the library's latency is
+removed and its tail flushed.
+
+The file is streamed: read, processed, measured (input and output in the same
+pass) and written block by block, so memory stays the same for any length.
+Nothing is overwritten by mistake: an output (audio, --report-json,
+--save-preset, --save-input) that is the input file, or the same file as
+another output, under any name or link, is refused before anything is
+written. Every file is written under a temporary name and put in place only
+when the run succeeds. Input shorter than its header announces is refused.
 
 Files and report
   -o, --output FILE            output file (same as OUTPUT)
@@ -252,6 +263,8 @@ Files and report
                                INPUT: write it and stop)
   --save-input FILE            also write the input as rendered: the demo
                                programme, or the file rounded to 16 bits (WAV)
+  --accept-truncated           render an input shorter than its header says as
+                               far as it goes, and say so
   --demo-51                    demo programme in 5.1
   -q, --quiet                  no progress bar
   -h, --help, --version
@@ -309,10 +322,23 @@ Other
                                channels 0 and 1 on part of each block
                                (default off)
 
-Settings this material cannot use (a band of channel 4 on a stereo file, the
-LFE stage on stereo) are kept and saved in presets, and have no effect; the
-report names the stages that ran. Exit status: 0 done, 1 the render failed,
-2 bad command line or preset. On failure no output file is left behind.
+Presets and these flags are checked by the preset core (libhvtralofx_preset),
+which the Python binding and hvtralo-plot share: an unknown key, a value of the
+wrong type or out of range is refused in one line naming its path, e.g.
+  eq.channels[0].bands[3].gain_db: 25 is out of range (-20 ... 20)
+and so is "soundbar": {"enable": "on"} on material other than 5.1 at 44.1 or
+48 kHz. Settings this material cannot use otherwise (a band of channel 4 on a
+stereo file, the LFE stage on stereo) are kept and saved in presets, and have
+no effect; the report names the stages that ran.
+
+The report gives loudness (EBU R128) and peaks of input and output, and says in
+one line when the loudness range rises because the output lifts quiet passages
+over the range measure's gate. Its speed line covers the whole run.
+
+Exit status: 0 done, 1 the render failed (unreadable, unsupported or
+truncated input, a write error), 2 bad command line or preset, or an output
+that would overwrite the input or another output. On failure no output file is
+left behind.
 )";
 }
 

@@ -197,8 +197,8 @@ std::string RangeNote(const Loudness& li, const Loudness& lo) {
   if (!(lo.rangeLu > li.rangeLu + 0.1) || gained < 1.0) return {};
   char buf[256];
   std::snprintf(buf, sizeof buf,
-                "the range rises because %.1f s of quiet passages lie below the range measure's gate (20 LU "
-                "under the mean) in the input and above it in the output, where they count",
+                "it rises because %.1f s of quiet passages, under the measure's gate (20 LU below the mean) "
+                "in the input, pass it in the output and count",
                 gained);
   return buf;
 }
