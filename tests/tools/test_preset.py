@@ -39,7 +39,8 @@ def test_every_setting_reaches_the_library():
         "master": False, "limiter": False, "surround": True, "eq": {"enable": True, "channels": [{}] * 5 + [last]},
         "autolevel": dict(lev, relative_volume_pct=40, station_ms=7000, up_db_per_s=4, down_db_per_s=12),
         "soundbar": {"enable": "off", "distance_cm": 30, "width": "narrow"}, "lfe": {"copy": False, "freq_hz": 120,
-        "gain_db": -3, "autolevel": dict(lev, relative_volume_pct=20, station_ms=9000, up_db_per_s=5, down_db_per_s=7)}})
+        "gain_db": -3, "autolevel": dict(lev, relative_volume_pct=20, station_ms=9000, up_db_per_s=5,
+                                         down_db_per_s=7)}})
     f = hvtralofx.library()
 
     def get(name, *args, types="i"):
