@@ -28,6 +28,7 @@ import ctypes.util
 import glob
 import json
 import os
+import types
 
 import numpy as np
 
@@ -126,7 +127,7 @@ class _Front:
             fn.argtypes, fn.restype = args, _I
             setattr(self, name, fn)
         core = _load_preset_core(self.path)
-        self.preset = type("PresetCore", (), {})()
+        self.preset = types.SimpleNamespace()
         for name, (args, result) in _PRESET_PROTOTYPES.items():
             fn = getattr(core, "HVTralo_Preset_" + name)
             fn.argtypes, fn.restype = args, result
