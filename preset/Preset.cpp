@@ -149,7 +149,7 @@ void CheckOneOf(const std::string& path, int v, std::initializer_list<int> allow
 void CheckDistance(const std::string& path, int cm) { CheckOneOf(path, cm, {30, 40, 50, 60, 70}, " cm"); }
 
 ChannelEq::ChannelEq() {
-  for (int b = 0; b < kBands; ++b) bands[b].freqHz = kDefaultBandHz[b];
+  for (size_t b = 0; b < bands.size(); ++b) bands[b].freqHz = kDefaultBandHz[b];
 }
 
 json ToJson(const Settings& s) {
@@ -284,11 +284,13 @@ void Apply(const Settings& s, int rate, int channels, const Target& t) {
   t.EQ_SetLPFEnable(c, s.lowShelfEnable);
   t.EQ_SetHPFEnable(c, s.highShelfEnable);
   for (int ch = 0; ch < channels && ch < kChannels; ++ch) {
-    const ChannelEq& eq = s.channels[ch];
+    const ChannelEq& eq = s.channels[static_cast<size_t>(ch)];
     t.EQ_SetLPFBandGain(c, ch, eq.lowShelf.gainDb, eq.lowShelf.freqHz);
     t.EQ_SetHPFBandGain(c, ch, eq.highShelf.gainDb, eq.highShelf.freqHz);
-    for (int b = 0; b < kBands; ++b)
-      t.EQ_SetBandGain(c, ch, b, eq.bands[b].gainDb, eq.bands[b].freqHz, eq.bands[b].q);
+    for (int b = 0; b < kBands; ++b) {
+      const EqBand& band = eq.bands[static_cast<size_t>(b)];
+      t.EQ_SetBandGain(c, ch, b, band.gainDb, band.freqHz, band.q);
+    }
   }
   t.EQ_SetEnable(c, s.eq);
   t.AutoLevel_SetEnable(c, al.enable);

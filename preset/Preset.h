@@ -53,7 +53,6 @@ struct ChannelEq {
   Shelf highShelf{0, 8000};
   std::array<EqBand, kBands> bands{};
   ChannelEq();
-  bool operator==(const ChannelEq&) const = default;
 };
 
 struct Leveller {
