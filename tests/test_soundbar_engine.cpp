@@ -13,13 +13,15 @@
 #include "hvtralofx/HVSFX_Engine.h"
 #include "hvtralofx/HVSFX_SoundbarControl.h"
 #include "hvtralofx/HVSFX_Switches.h"
-#include "hvtralofx/CAdaptiveVolume_S24.h"
 #include "hvtralofx/CSoundbar4Fxd.h"
+#include "loudness/LevellerCore.h"
 #include "support/EngineTestBase.h"
 
 namespace {
 
 constexpr int kFrames = 512;
+
+const hvfx::LevellerCore& Core(const CAdaptiveVolume_S24* av) { return hvfx::AdaptiveVolumeProbe::Core(*av); }
 
 class SoundbarEngine : public EngineTestBase {
  protected:
@@ -148,11 +150,11 @@ TEST_F(SoundbarEngine, ControlsStoreFirstAndReachTheModules) {
   // The LFE leveller takes its settings (and the main leveller keeps its own).
   EXPECT_EQ(HVSFX_Soundbar_SetLFESVParam(&param, 1, 40, 9000, 1), 1);
   EXPECT_EQ(HVSFX_Soundbar_SetLFESVVolUpDownRate(&param, 15, 3), 1);
-  EXPECT_EQ(ptr_AdaV_LFE->GetMode(), 1);
-  EXPECT_EQ(ptr_AdaV_LFE->GetRelativeVolumeDb(), 2228224 * 40 / 100 - 2424832);
-  EXPECT_EQ(ptr_AdaV_LFE->GetUpRate(), 5242);
-  EXPECT_EQ(ptr_AdaV_LFE->GetDownRate(), -1048);
-  EXPECT_EQ(ptr_AdaV->GetUpRate(), 2097);
+  EXPECT_EQ(Core(ptr_AdaV_LFE).mode_, 1);
+  EXPECT_EQ(Core(ptr_AdaV_LFE).relativeVolumeDb_, 2228224 * 40 / 100 - 2424832);
+  EXPECT_EQ(Core(ptr_AdaV_LFE).upRate_, 5242);
+  EXPECT_EQ(Core(ptr_AdaV_LFE).downRate_, -1048);
+  EXPECT_EQ(Core(ptr_AdaV).upRate_, 2097);
   // Switching the soundbar on requests a reset, consumed by the next block.
   EXPECT_EQ(HVSFX_Soundbar_SetEnable(&param, true), 1);
   EXPECT_EQ(nSoundbarFilterResetFlag.load(), 1);
