@@ -150,7 +150,9 @@ struct CSoundbar4Fxd::WorkBuffers {
   }
 };
 
-// The caller's input and output blocks, planar or interleaved.
+// The caller's input and output blocks, planar or interleaved. Passed by
+// value: a copy of its own lets the compiler keep the strides in registers
+// while samples are stored.
 template <class Sample>
 struct CSoundbar4Fxd::BlockIo {
   const Sample* in;
@@ -169,7 +171,7 @@ namespace {
 
 // Input channels `left` and left + 1 as mid = (L + R) / 2 and side = (L - R) / 2.
 template <class Io, class Sample>
-void ToMidSide(const Io& io, int left, Sample* mid, Sample* side) {
+void ToMidSide(Io io, int left, Sample* mid, Sample* side) {
   using A = PathArith<Sample>;
   for (int n = 0; n < io.frames; ++n) {
     mid[n] = A::Half(io.In(n, left), io.In(n, left + 1));
@@ -177,21 +179,33 @@ void ToMidSide(const Io& io, int left, Sample* mid, Sample* side) {
   }
 }
 
-// One pair's bands back to left and right at frame n: the high pair from the
+// One pair's bands matrixed back to left and right: the high pair from the
 // mid high band and the side high band times gHigh (shift kHigh), the low
-// pair likewise.
+// pair likewise. The rows are taken once per block.
 template <class Sample>
 struct PairOutput {
   Sample highL, highR, lowL, lowR;
 };
 template <class Sample>
-PairOutput<Sample> MatrixPair(Sample* const* bands, int n, int gLow, int gHigh, int kLow, int kHigh) {
-  using A = PathArith<Sample>;
-  const Sample high = A::MulShift(bands[kSideHigh][n], gHigh, kHigh);
-  const Sample low = A::MulShift(bands[kSideLow][n], gLow, kLow);
-  return {A::Half(bands[kMidHigh][n], high), A::HalfDiff(bands[kMidHigh][n], high),
-          A::Half(bands[kMidLow][n], low), A::HalfDiff(bands[kMidLow][n], low)};
-}
+struct PairMatrix {
+  const Sample* midLow;
+  const Sample* midHigh;
+  const Sample* sideLow;
+  const Sample* sideHigh;
+  int gLow, gHigh, kLow, kHigh;
+
+  PairMatrix(Sample* const* bands, int gLowIn, int gHighIn, int kLowIn, int kHighIn)
+      : midLow(bands[kMidLow]), midHigh(bands[kMidHigh]), sideLow(bands[kSideLow]), sideHigh(bands[kSideHigh]),
+        gLow(gLowIn), gHigh(gHighIn), kLow(kLowIn), kHigh(kHighIn) {}
+
+  PairOutput<Sample> At(int n) const {
+    using A = PathArith<Sample>;
+    const Sample high = A::MulShift(sideHigh[n], gHigh, kHigh);
+    const Sample low = A::MulShift(sideLow[n], gLow, kLow);
+    return {A::Half(midHigh[n], high), A::HalfDiff(midHigh[n], high), A::Half(midLow[n], low),
+            A::HalfDiff(midLow[n], low)};
+  }
+};
 
 }  // namespace
 
@@ -540,15 +554,15 @@ void CSoundbar4Fxd::SplitBandPairs(const WorkBuffers<Sample>& w, int frames, int
 // Stereo: the front pair's high band on outputs 0/1, its low band on 4/5,
 // outputs 2/3 silent.
 template <class Sample>
-void CSoundbar4Fxd::ProcessStereo(const BlockIo<Sample>& io, const WorkBuffers<Sample>& w) {
+void CSoundbar4Fxd::ProcessStereo(BlockIo<Sample> io, const WorkBuffers<Sample>& w) {
   const int frames = io.frames;
   ToMidSide(io, 0, w.mid[0], w.side[0]);
   ConditionSide(w.mid[0], w.side[0], frames, true, work32);
   SplitBandPairs(w, frames, 1);
-  const int g0 = frontGainPair[0], g1 = frontGainPair[1];
   const int k = frontGainShift + kGainShiftBias;
+  const PairMatrix<Sample> frontPair(w.bands[0], frontGainPair[0], frontGainPair[1], k, k);
   for (int n = 0; n < frames; ++n) {
-    const PairOutput<Sample> front = MatrixPair(w.bands[0], n, g0, g1, k, k);
+    const PairOutput<Sample> front = frontPair.At(n);
     io.Out(n, 0, front.highL);
     io.Out(n, 1, front.highR);
     io.Out(n, 2, 0);
@@ -561,7 +575,7 @@ void CSoundbar4Fxd::ProcessStereo(const BlockIo<Sample>& io, const WorkBuffers<S
 // 5.1: front and surround pairs mixed, the surround pair by 1/sqrt(2): high
 // bands on outputs 0/1, low bands on 4/5; centre and LFE delayed on 2/3.
 template <class Sample>
-void CSoundbar4Fxd::ProcessSurround(const BlockIo<Sample>& io, const WorkBuffers<Sample>& w) {
+void CSoundbar4Fxd::ProcessSurround(BlockIo<Sample> io, const WorkBuffers<Sample>& w) {
   using A = PathArith<Sample>;
   const int frames = io.frames;
   ToMidSide(io, 0, w.mid[0], w.side[0]);
@@ -580,12 +594,14 @@ void CSoundbar4Fxd::ProcessSurround(const BlockIo<Sample>& io, const WorkBuffers
   // stored exponents are equal).
   const int kHigh = frontGainShift + kGainShiftBias;
   const int kLow = surroundGainShift + kGainShiftBias;
+  const PairMatrix<Sample> frontPair(w.bands[0], frontGainPair[0], frontGainPair[1], kLow, kHigh);
+  const PairMatrix<Sample> surroundPair(w.bands[1], surroundGainPair[0], surroundGainPair[1], kLow, kHigh);
   auto mix = [](Sample surround, Sample front) {
     return A::Add(ScaleQ15(surround, kSurroundWeight), ScaleQ15(front, kFrontWeight));
   };
   for (int n = 0; n < frames; ++n) {
-    const PairOutput<Sample> f = MatrixPair(w.bands[0], n, frontGainPair[0], frontGainPair[1], kLow, kHigh);
-    const PairOutput<Sample> s = MatrixPair(w.bands[1], n, surroundGainPair[0], surroundGainPair[1], kLow, kHigh);
+    const PairOutput<Sample> f = frontPair.At(n);
+    const PairOutput<Sample> s = surroundPair.At(n);
     io.Out(n, 0, mix(s.highL, f.highL));
     io.Out(n, 1, mix(s.highR, f.highR));
     io.Out(n, 2, w.channel2[n]);

@@ -177,9 +177,9 @@ class HVFX_API CSoundbar4Fxd {
                               int outFrameStride, int interleaved);
   // The two layouts of ProcessBlock, after the input gain and fade.
   template <class Sample>
-  HVFX_LOCAL void ProcessStereo(const BlockIo<Sample>& io, const WorkBuffers<Sample>& w);
+  HVFX_LOCAL void ProcessStereo(BlockIo<Sample> io, const WorkBuffers<Sample>& w);
   template <class Sample>
-  HVFX_LOCAL void ProcessSurround(const BlockIo<Sample>& io, const WorkBuffers<Sample>& w);
+  HVFX_LOCAL void ProcessSurround(BlockIo<Sample> io, const WorkBuffers<Sample>& w);
   template <class Sample>
   HVFX_LOCAL int BypassBlock(Sample* in, int frames, int inChannels, Sample* out, int outChannelStride,
                              int outFrameStride, int interleaved);
