@@ -702,10 +702,11 @@ template <typename Better>
 int PickOverSpan(const int* a, int s, int e, int len, Better better) {
   if (a == nullptr || !ValidRange(s, e, len)) return 0;
   const int count = SpanCount(s, e, len);
+  RingIndex at(len, e);
   int m = a[e];
-  for (int k = 1, i = e; k < count; ++k) {
-    i = i > 0 ? i - 1 : len - 1;
-    if (better(a[i], m)) m = a[i];
+  for (int k = 1; k < count; ++k) {
+    at.Retreat();
+    if (better(a[at.Index()], m)) m = a[at.Index()];
   }
   return m;
 }
@@ -733,9 +734,10 @@ int LevellerCore::GetMean_CB(const int* a, int s, int e, int len) {
 
 int LevellerCore::Extract_K(const int* a, int e, int h, int len) {
   if (a == nullptr || h < 1 || h > kMaxSlopeHalfWidth || len < 1 || e < 0 || e >= len) return 0;
+  const RingIndex centre(len, e);
   int64_t num = 0, den = 0;
   for (int k = -h; k <= h; ++k) {
-    num += MulWrap32(k, a[WrapIndex(int64_t{e} + k, len)]);
+    num += MulWrap32(k, a[centre.Forward(k)]);
     den += int64_t{k} * k;
   }
   return Wrap32((2 * num) / den);

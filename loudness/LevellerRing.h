@@ -15,9 +15,9 @@ inline int WrapIndex(int64_t v, int len) {
 }
 
 // A position in a ring of Length() entries: the entry written (or read) at
-// this frame. Advance moves it one entry on; Back and Forward name other
-// entries relative to it, wrapping; FirstOfNewest(count) is where the newest
-// `count` entries, ending here, begin.
+// this frame. Advance moves it one entry on, Retreat one back; Back and
+// Forward name other entries relative to it, wrapping; FirstOfNewest(count)
+// is where the newest `count` entries, ending here, begin.
 class RingIndex {
  public:
   constexpr RingIndex(int length, int index) : length_(length), index_(index) {}
@@ -26,6 +26,7 @@ class RingIndex {
   int Length() const { return length_; }
   void MoveTo(int index) { index_ = index; }
   void Advance() { index_ = index_ + 1 < length_ ? index_ + 1 : 0; }
+  void Retreat() { index_ = index_ > 0 ? index_ - 1 : length_ - 1; }
   int Back(int64_t k) const { return WrapIndex(int64_t{index_} - k, length_); }
   int Forward(int64_t k) const { return WrapIndex(int64_t{index_} + k, length_); }
   int FirstOfNewest(int count) const { return Back(int64_t{count} - 1); }

@@ -96,7 +96,8 @@ class HVFX_API CAdaptiveVolume_S24 {
   void Process(int* out, int* in, int channels, int samples);
 
   // The output's delay, lookAhead frames of N samples: 3 frames at every
-  // supported rate, N = 64, 128 or 256 by rate (256 for another rate).
+  // supported rate, N = 64, 128 or 256 by rate (another rate keeps the
+  // values the instance had, 256 from the start).
   int GetLookAhead() const;
   int GetFrameLength() const;
 
