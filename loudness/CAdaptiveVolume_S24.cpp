@@ -8,6 +8,7 @@
 #include "../fixedpoint/ScalarMath.h"
 #include "AdaptiveVolumeTables.h"
 #include "LevellerBandBankInternal.h"
+#include "LevellerCore.h"
 
 using namespace fxp;
 
@@ -80,12 +81,6 @@ int ClampToInt(int64_t v) {
 }
 // Counter increment that stops at INT32_MAX.
 int CountUp(int c) { return c < INT32_MAX ? c + 1 : c; }
-// Non-negative remainder of v modulo len (len >= 1).
-int WrapIndex(int64_t v, int len) {
-  const int64_t r = v % len;
-  return static_cast<int>(r < 0 ? r + len : r);
-}
-
 bool ValidRange(int s, int e, int len) { return len >= 1 && s >= 0 && s < len && e >= 0 && e < len; }
 // Entries from s to e walking forward, wrapping: e - s + 1, plus len when < 1.
 int SpanCount(int s, int e, int len) {
@@ -153,10 +148,12 @@ int ScaledEnergy(uint64_t sum, int shift) {
 
 }  // namespace
 
+namespace hvfx {
+
 // ---- Configuration ------------------------------------------------------------------
 
-CAdaptiveVolume_S24::CAdaptiveVolume_S24(int sampleRate, int referenceLevel, int mode, int relativeVolume,
-                                         int stationMs, int baseFlag)
+LevellerCore::LevellerCore(int sampleRate, int referenceLevel, int mode, int relativeVolume, int stationMs,
+                           int baseFlag)
     : sampleRate_(sampleRate),
       referenceLevel_(referenceLevel),
       referenceLevelDb_(Amp2dB(referenceLevel, 0)),
@@ -167,7 +164,7 @@ CAdaptiveVolume_S24::CAdaptiveVolume_S24(int sampleRate, int referenceLevel, int
   energyShift_ = 15;
 }
 
-void CAdaptiveVolume_S24::SetAdaVParam(int mode, int relativeVolume, int stationMs, int baseFlag) {
+void LevellerCore::SetAdaVParam(int mode, int relativeVolume, int stationMs, int baseFlag) {
   baseFlag_ = baseFlag;
   Reset();
   mode_ = mode;
@@ -175,23 +172,22 @@ void CAdaptiveVolume_S24::SetAdaVParam(int mode, int relativeVolume, int station
   SetStationSigMs(stationMs);
 }
 
-void CAdaptiveVolume_S24::SetRelativeVolumn(int percent) {
+void LevellerCore::SetRelativeVolumn(int percent) {
   const int p = Clamp(percent, 0, 100);
   relativeVolumeDb_ = static_cast<int>(Mul32x32(baseVolumeDb_ + k37Db, p) / 100 - k37Db);
 }
 
-void CAdaptiveVolume_S24::SetStationSigMs(int ms) {
+void LevellerCore::SetStationSigMs(int ms) {
   const int64_t clampedMs = Clamp(ms, 5000, 20000);
   const int64_t frames = clampedMs * configRate_ / (int64_t{frameLength_} * 1000);  // F
-  stationCounter_ = 0;
-  const int64_t ring = bandRingLength_;
+  const int64_t ring = band_.Length();
   const int64_t k = frames / (2 * ring);
   const int64_t stationFrames = ring * (k + 1) <= frames ? k + 1 : k;
-  stationFrames_ = static_cast<int>(std::max<int64_t>(stationFrames, 1));
-  stationRemainder_ = static_cast<int>(frames - ring * stationFrames_);
+  station_ = RingIndex(static_cast<int>(std::max<int64_t>(stationFrames, 1)), 0);
+  stationRemainder_ = static_cast<int>(frames - ring * station_.Length());
 }
 
-void CAdaptiveVolume_S24::SetVolUpDownRate(int up, int down) {
+void LevellerCore::SetVolUpDownRate(int up, int down) {
   // ((percent * 1 dB) / 100 * 12 + 3 dB) per second, times N / rate per frame.
   auto perFrame = [this](int percent) {
     const int64_t perSecond = (int64_t{Clamp(percent, 0, 100)} * 65536 / 100) * 12 + kSlewBasePerSecond;
@@ -203,7 +199,7 @@ void CAdaptiveVolume_S24::SetVolUpDownRate(int up, int down) {
   halfDownRate_ = Asr32(downRate_, 1);
 }
 
-bool CAdaptiveVolume_S24::SelectRate() {
+bool LevellerCore::SelectRate() {
   for (const RateConfig& r : kRates) {
     if (r.rate != sampleRate_) continue;
     configRate_ = r.rate;
@@ -215,7 +211,7 @@ bool CAdaptiveVolume_S24::SelectRate() {
   return false;
 }
 
-void CAdaptiveVolume_S24::ComputeSpans() {
+void LevellerCore::ComputeSpans() {
   const int fs = configRate_;
   const int n = frameLength_;
   framesPer20ms_ = (fs + 25 * n) / (50 * n);
@@ -224,15 +220,16 @@ void CAdaptiveVolume_S24::ComputeSpans() {
   framesPer3s_ = (3 * fs + n / 2) >> frameShift_;
   framesPer5s_ = (5 * fs + n / 2) >> frameShift_;
   lookAhead_ = std::min(framesPer20ms_, kMaxLookAhead);
-  delaySlots_ = lookAhead_ + 1;
-  bandRingLength_ = framesPerSecond_ + lookAhead_;
-  energyRingLength_ = framesPer3s_ + lookAhead_;
-  levelRingLength_ = framesPer5s_ + lookAhead_;
+  delaySlot_ = RingIndex(lookAhead_ + 1, 0);
+  band_ = RingIndex(framesPerSecond_ + lookAhead_, 0);
+  energyAt_ = RingIndex(framesPer3s_ + lookAhead_, 0);
+  newest_ = RingIndex(framesPer5s_ + lookAhead_, 0);
+  statEnd_ = RingIndex(framesPer5s_ + lookAhead_, 0);
   trendLength_ = 2 * framesPer20ms_ + 1;
   bandCount_ = fs == 8000 ? 5 : 6;
 }
 
-void CAdaptiveVolume_S24::Reset() {
+void LevellerCore::Reset() {
   baseVolumeDb_ = baseFlag_ > 0 ? kBaseVolumeHighDb : kBaseVolumeLowDb;
   if (SelectRate()) ComputeSpans();  // another rate keeps the configuration in effect
 
@@ -254,16 +251,14 @@ void CAdaptiveVolume_S24::Reset() {
   std::memset(gated16_, 0, sizeof(gated16_));
   std::memset(trend_, 0, sizeof(trend_));
 
-  writeSlot_ = 0;
-  readSlot_ = 1;
-  bandIndex_ = 0;
-  energyIndex_ = 0;
-  levelWriteIndex_ = 0;
-  statEndIndex_ = levelRingLength_ - framesPer20ms_;
-  oldestIndex_ = statEndIndex_;
-  statIndex_ = kStatRingLength - framesPer20ms_;
-  newestPos_ = statEndPos_ = spanStartPos_ = eventStartPos_ = 0;
-  stationCounter_ = 0;
+  delaySlot_.MoveTo(0);
+  band_.MoveTo(0);
+  station_.MoveTo(0);
+  energyAt_.MoveTo(0);
+  newest_.MoveTo(0);
+  statEnd_.MoveTo(newest_.Length() - framesPer20ms_);
+  stat16_.MoveTo(kStatRingLength - framesPer20ms_);
+  span_ = SpanPositions{};
 
   lowEnergyRatio_ = shortSlope_ = slopeHold_ = 0;
   lowRatioCount_ = quietCount_ = fallCount_ = eventCount_ = eventBaseLevel_ = 0;
@@ -291,7 +286,7 @@ void CAdaptiveVolume_S24::Reset() {
 
 // ---- Processing ---------------------------------------------------------------------
 
-void CAdaptiveVolume_S24::Process(int* out, int* in, int channels, int samples) {
+void LevellerCore::Process(int* out, int* in, int channels, int samples) {
   const int n = frameLength_;
   const int frames = samples / n;
   if (frames < 1) return;
@@ -303,23 +298,23 @@ void CAdaptiveVolume_S24::Process(int* out, int* in, int channels, int samples) 
     const size_t offset = static_cast<size_t>(f) * static_cast<size_t>(n);
     for (int ch = 0; ch < rows; ++ch) {
       const int* src = in + static_cast<size_t>(ch) * stride + offset;
-      std::memcpy(delay_[writeSlot_][ch], src, sizeof(int) * static_cast<size_t>(n));
+      std::memcpy(delay_[delaySlot_.Index()][ch], src, sizeof(int) * static_cast<size_t>(n));
     }
     Framing(in, channels, samples, f * n);
     FrameProcess();
     // Q18 gain on 16-bit-domain samples: product below 2^40, shift 18, low
     // 32 bits kept; nothing saturates here.
+    const int readSlot = delaySlot_.Forward(1);
     for (int ch = 0; ch < rows; ++ch) {
-      const int* delayed = delay_[readSlot_][ch];
+      const int* delayed = delay_[readSlot][ch];
       int* dst = out + static_cast<size_t>(ch) * stride + offset;
       for (int i = 0; i < n; ++i) dst[i] = MulAsr32(delayed[i], outputGain_, 18);
     }
-    writeSlot_ = writeSlot_ + 1 < delaySlots_ ? writeSlot_ + 1 : 0;
-    readSlot_ = readSlot_ + 1 < delaySlots_ ? readSlot_ + 1 : 0;
+    delaySlot_.Advance();
   }
 }
 
-void CAdaptiveVolume_S24::Framing(const int* in, int channels, int samples, int offset) {
+void LevellerCore::Framing(const int* in, int channels, int samples, int offset) {
   const int n = frameLength_;
   if (in == nullptr || offset < 0 || samples < n || offset > samples - n) return;
   const size_t stride = static_cast<size_t>(samples);
@@ -340,7 +335,7 @@ void CAdaptiveVolume_S24::Framing(const int* in, int channels, int samples, int 
   }
 }
 
-void CAdaptiveVolume_S24::AdaptiveMixLtRt(int* x, const int* L, const int* R, int n) {
+void LevellerCore::AdaptiveMixLtRt(int* x, const int* L, const int* R, int n) {
   if (n < 1 || n > kMaxFrameLength) return;
   int64_t sumL = 0, sumR = 0, sumS = 0;
   for (int i = 0; i < n; ++i) {
@@ -393,7 +388,7 @@ void CAdaptiveVolume_S24::AdaptiveMixLtRt(int* x, const int* L, const int* R, in
   }
 }
 
-void CAdaptiveVolume_S24::IIR_Filter_2ord(int* y, const int* x, const int* coefs, int* xState, int* yState,
+void LevellerCore::IIR_Filter_2ord(int* y, const int* x, const int* coefs, int* xState, int* yState,
                                           int n) {
   Biquad filter(coefs, xState, yState);
   for (int i = 0; i < n; ++i) y[i] = filter.Step(x[i]);
@@ -402,7 +397,7 @@ void CAdaptiveVolume_S24::IIR_Filter_2ord(int* y, const int* x, const int* coefs
 
 // ---- Frame analysis ---------------------------------------------------------------
 
-void CAdaptiveVolume_S24::FrameProcess() {
+void LevellerCore::FrameProcess() {
   PreFilter();             // 1
   MeasureBandEnergies();   // 2
   UpdateLowEnergyRatio();  // 3
@@ -424,7 +419,7 @@ void CAdaptiveVolume_S24::FrameProcess() {
 // K-weighting: high shelf then high pass, each with its own state.
 // The high pass runs one sample behind the shelf in the same loop, so the
 // two recursions overlap instead of following each other.
-void CAdaptiveVolume_S24::PreFilter() {
+void LevellerCore::PreFilter() {
   const int n = frameLength_;
   if (n < 1) return;
   Biquad shelf(coefs_, xState_[0], yState_[0]);
@@ -446,7 +441,7 @@ void CAdaptiveVolume_S24::PreFilter() {
 // energy enters the band ring only on the frames the station counter selects.
 // The bands all read the weighted frame and nothing else, so they run as one
 // bank, side by side, each summing its own squares.
-void CAdaptiveVolume_S24::MeasureBandEnergies() {
+void LevellerCore::MeasureBandEnergies() {
   uint64_t energy[leveller::kMaxBankBands];
   leveller::BandBankPass pass;
   pass.x = weighted_;
@@ -457,17 +452,17 @@ void CAdaptiveVolume_S24::MeasureBandEnergies() {
   pass.yState = yState_ + 2;
   pass.energy = energy;
   leveller::RunBandBank(pass);
-  if (stationCounter_ != 0) return;
-  for (int b = 0; b < bandCount_; ++b) bandRing_[b][bandIndex_] = ScaledEnergy(energy[b], frameShift_ + 15);
+  if (station_.Index() != 0) return;
+  for (int b = 0; b < bandCount_; ++b) bandRing_[b][band_.Index()] = ScaledEnergy(energy[b], frameShift_ + 15);
 }
 
 // Low-energy ratio: the share of quiet entries in each band ring, weighted by the band's
 // mean energy. Kept from the previous frame when every band is silent.
-void CAdaptiveVolume_S24::UpdateLowEnergyRatio() {
+void LevellerCore::UpdateLowEnergyRatio() {
   int64_t s = 0, p = 0;
   for (int b = 0; b < bandCount_; ++b) {
     int mean = 0;
-    const int ratio = STE2LER(bandRing_[b], bandIndex_, bandRingLength_, mean);
+    const int ratio = STE2LER(bandRing_[b], band_.Index(), band_.Length(), mean);
     s += mean;
     p += Mul32x32(mean, ratio);  // 24-bit x Q23, sum below 2^50
   }
@@ -480,42 +475,43 @@ void CAdaptiveVolume_S24::UpdateLowEnergyRatio() {
 }
 
 // Frame loudness: energy of the weighted frame and its level (0 when silent).
-void CAdaptiveVolume_S24::MeasureFrameLevel() {
+void LevellerCore::MeasureFrameLevel() {
   const int e = ScaledEnergy(SumOfSquares(weighted_, frameLength_), energyShift_ + frameShift_);
-  energy_[energyIndex_] = e;
-  level_[levelWriteIndex_] = e < 2 ? 0 : Pwr2dB(e, static_cast<short>(2 * analysisShift_ - energyShift_));
+  energy_[energyAt_.Index()] = e;
+  level_[newest_.Index()] = e < 2 ? 0 : Pwr2dB(e, static_cast<short>(2 * analysisShift_ - energyShift_));
 }
 
 // Peak hold: the level, or the previous hold decayed by 12 dB per second.
-void CAdaptiveVolume_S24::UpdatePeakHold() {
-  const int previous = hold_[LevelIndexBack(levelWriteIndex_, 1)];
-  hold_[levelWriteIndex_] = std::max(level_[levelWriteIndex_], AddWrap32(previous, peakDecay_));
+void LevellerCore::UpdatePeakHold() {
+  const int newest = newest_.Index();
+  hold_[newest] = std::max(level_[newest], AddWrap32(hold_[newest_.Back(1)], peakDecay_));
 }
 
 // Loudness means: 400 ms mean energy and level; 3 s level into the trend register.
-void CAdaptiveVolume_S24::UpdateLoudness() {
+void LevellerCore::UpdateLoudness() {
   const short q = static_cast<short>(2 * analysisShift_ - energyShift_);
   auto levelOf = [q](int mean) { return mean <= 1 ? 0 : Pwr2dB(mean, q); };
-  const int len = energyRingLength_;
-  const int mean400 = GetMean_CB(energy_, WrapIndex(energyIndex_ - framesPer400ms_ + 1, len), energyIndex_, len);
-  energy400_[levelWriteIndex_] = mean400;
-  level400_[levelWriteIndex_] = levelOf(mean400);
-  const int mean3s = GetMean_CB(energy_, WrapIndex(energyIndex_ - framesPer3s_ + 1, len), energyIndex_, len);
+  const int e = energyAt_.Index(), len = energyAt_.Length();
+  const int mean400 = GetMean_CB(energy_, energyAt_.FirstOfNewest(framesPer400ms_), e, len);
+  energy400_[newest_.Index()] = mean400;
+  level400_[newest_.Index()] = levelOf(mean400);
+  const int mean3s = GetMean_CB(energy_, energyAt_.FirstOfNewest(framesPer3s_), e, len);
   trend_[trendLength_ - 1] = levelOf(mean3s);
 }
 
 // Trends: the 400 ms slope around the statistics end, the 3 s short slope,
 // the slope hold and the gated level over the span.
-void CAdaptiveVolume_S24::UpdateTrends() {
-  slope16_[statIndex_] = Extract_K(level400_, statEndIndex_, framesPer20ms_, levelRingLength_);
+void LevellerCore::UpdateTrends() {
+  const int s = stat16_.Index();
+  slope16_[s] = Extract_K(level400_, statEnd_.Index(), framesPer20ms_, statEnd_.Length());
   shortSlope_ = Extract_K(trend_, framesPer20ms_, framesPer20ms_, trendLength_);
-  slopeHold_ = std::max(AddWrap32(slopeHold_, peakDecay_), slope16_[statIndex_]);
-  gated16_[statIndex_] = CalCulate_IL(energy400_, level400_, SpanStartIndex(), statEndIndex_, levelRingLength_);
+  slopeHold_ = std::max(AddWrap32(slopeHold_, peakDecay_), slope16_[s]);
+  gated16_[s] = CalCulate_IL(energy400_, level400_, SpanStartIndex(), statEnd_.Index(), statEnd_.Length());
 }
 
 // ---- Decision state ------------------------------------------------------------------
 
-void CAdaptiveVolume_S24::UpdateDecisionState() {
+void LevellerCore::UpdateDecisionState() {
   UpdateLowRatioCount();
   UpdateQuietCount();
   UpdateFallCount();
@@ -525,19 +521,19 @@ void CAdaptiveVolume_S24::UpdateDecisionState() {
   FormTarget();
 }
 
-void CAdaptiveVolume_S24::UpdateLowRatioCount() {
+void LevellerCore::UpdateLowRatioCount() {
   lowRatioCount_ = lowEnergyRatio_ < kLowRatioThresholdQ23 ? CountUp(lowRatioCount_) : 0;
 }
 
 // Quiet: the 400 ms level at the statistics end is more than 70 dB below full
 // scale (silence reads 0 dB and counts as quiet).
-void CAdaptiveVolume_S24::UpdateQuietCount() {
-  quietCount_ = level400_[statEndIndex_] < referenceLevelDb_ - k70Db ? CountUp(quietCount_) : 0;
+void LevellerCore::UpdateQuietCount() {
+  quietCount_ = level400_[statEnd_.Index()] < referenceLevelDb_ - k70Db ? CountUp(quietCount_) : 0;
 }
 
 // Frames of falling 3 s loudness. A steep fall counts up, a gentle one scales
 // the count by the slope (in 1/4096 dB per frame), a rise clears it.
-void CAdaptiveVolume_S24::UpdateFallCount() {
+void LevellerCore::UpdateFallCount() {
   const int s = shortSlope_;
   if (s < kFallSlopeThreshold)
     fallCount_ = CountUp(fallCount_);
@@ -545,30 +541,31 @@ void CAdaptiveVolume_S24::UpdateFallCount() {
     fallCount_ = static_cast<int>(Asr64(Mul32x32(fallCount_, -s), 12));
   else
     fallCount_ = 0;
-  if (slope16_[statIndex_] > 6 * 65536 || quietCount_ > 0) fallCount_ = 0;
+  if (slope16_[stat16_.Index()] > 6 * 65536 || quietCount_ > 0) fallCount_ = 0;
   // The minimum from fallCount entries before the statistics end (the count
   // just updated) up to the newest entry.
-  const int lowest = GetMin_CB(level400_, LevelIndexBack(statEndIndex_, fallCount_), levelWriteIndex_,
-                               levelRingLength_);
-  if (int64_t{level400_[levelWriteIndex_]} - lowest > k3Db) fallCount_ = 0;
+  const int newest = newest_.Index();
+  const int lowest = GetMin_CB(level400_, statEnd_.Back(fallCount_), newest, newest_.Length());
+  if (int64_t{level400_[newest]} - lowest > k3Db) fallCount_ = 0;
 }
 
 // Events: a peak well above the gated level in the look-ahead frames.
-void CAdaptiveVolume_S24::UpdateEvents() {
-  const int len = levelRingLength_;
-  const int gated = gated16_[statIndex_];
-  const int peak = GetMax_CB(hold_, statEndIndex_, levelWriteIndex_, len);
+void LevellerCore::UpdateEvents() {
+  const int statEnd = statEnd_.Index(), newest = newest_.Index(), len = newest_.Length();
+  const int s = stat16_.Index();
+  const int gated = gated16_[s];
+  const int peak = GetMax_CB(hold_, statEnd, newest, len);
   peakExcess_ = ClampToInt(int64_t{peak} - gated);  // H
-  const int newest9 = WrapIndex(statIndex_ - 8, kStatRingLength);
-  const int riseMax = GetMax_CB(slope16_, newest9, statIndex_, kStatRingLength);  // R
+  const int newest9 = stat16_.FirstOfNewest(9);
+  const int riseMax = GetMax_CB(slope16_, newest9, s, kStatRingLength);  // R
   if (peakExcess_ > k15Db || (riseMax > k3Db && peakExcess_ > k12Db)) {
     eventCount_ = CountUp(eventCount_);
     if (eventCount_ == 1) {
-      eventBaseLevel_ = GetMean_CB(gated16_, newest9, statIndex_, kStatRingLength);
+      eventBaseLevel_ = GetMean_CB(gated16_, newest9, s, kStatRingLength);
       signResetDone_ = false;
     }
   }
-  if (eventCount_ != 0 && GetMax_CB(level400_, statEndIndex_, levelWriteIndex_, len) < gated) {
+  if (eventCount_ != 0 && GetMax_CB(level400_, statEnd, newest, len) < gated) {
     eventCount_ = 0;
     signResetDone_ = false;
     eventBaseLevel_ = 0;
@@ -578,7 +575,7 @@ void CAdaptiveVolume_S24::UpdateEvents() {
 // After an event the statistics span shrinks to L frames: 1 for a peak 20 dB
 // or more above the gated level, up to framesPer5s for a small one, shorter
 // with every event frame, but never below eventCount.
-void CAdaptiveVolume_S24::LimitSpanAfterEvents() {
+void LevellerCore::LimitSpanAfterEvents() {
   const int h = peakExcess_;
   int limit = 1;
   if (h < k20Db && eventCount_ < 20) {
@@ -591,7 +588,7 @@ void CAdaptiveVolume_S24::LimitSpanAfterEvents() {
     }
   }
   if (limit < eventCount_) limit = eventCount_;
-  if (SpanLength() > limit) spanStartPos_ = newestPos_ - limit;
+  if (span_.Length() > limit) span_.spanStart = span_.newest - limit;
 }
 
 // Shortfall: while the 400 ms level at the statistics end lies 1 dB or more
@@ -599,9 +596,9 @@ void CAdaptiveVolume_S24::LimitSpanAfterEvents() {
 // shorter the span the gated level may use, never excluding the lowest level
 // of the run. A span longer than that moves the third start marker, which the
 // span start adopts whenever the 3 s loudness is not falling.
-void CAdaptiveVolume_S24::TrackShortfall() {
-  const int level = level400_[statEndIndex_];
-  const int64_t d = int64_t{level} - gated16_[statIndex_];
+void LevellerCore::TrackShortfall() {
+  const int level = level400_[statEnd_.Index()];
+  const int64_t d = int64_t{level} - gated16_[stat16_.Index()];
   if (d > -k1Db) {
     shortfallSum_ = 0;
     shortfallCount_ = 0;
@@ -610,7 +607,7 @@ void CAdaptiveVolume_S24::TrackShortfall() {
     shortfallSum_ += std::max<int64_t>(d, -k70Db);
     ++shortfallCount_;
     if (shortfallCount_ == 1 || level < lowestLevel_) {
-      lowestPos_ = statEndPos_;
+      lowestPos_ = span_.statEnd;
       lowestLevel_ = level;
     }
   }
@@ -622,21 +619,21 @@ void CAdaptiveVolume_S24::TrackShortfall() {
     allowed = framesPer5s_;
   else if (f < 65536)
     allowed = std::max<int64_t>(1, Wrap16(Asr64((65536 - f) * framesPer5s_, 16)));
-  allowed = std::max<int64_t>(allowed, int64_t{newestPos_} - lowestPos_);
-  if (SpanLength() > allowed) eventStartPos_ = std::max(eventStartPos_, static_cast<int>(newestPos_ - allowed));
-  if (fallCount_ == 0) spanStartPos_ = eventStartPos_;
+  allowed = std::max<int64_t>(allowed, int64_t{span_.newest} - lowestPos_);
+  if (span_.Length() > allowed)
+    span_.eventStart = std::max(span_.eventStart, static_cast<int>(span_.newest - allowed));
+  if (fallCount_ == 0) span_.spanStart = span_.eventStart;
 }
 
 // The fast candidate follows the peak hold of the look-ahead frames, with a
 // bonus that shrinks as the peak rises above the level before the event; the
 // slow one follows the gated level.
-void CAdaptiveVolume_S24::FormTarget() {
-  const int len = levelRingLength_;
-  const int m = GetMax_CB(hold_, WrapIndex(statEndIndex_ + 1, len), levelWriteIndex_, len);
+void LevellerCore::FormTarget() {
+  const int m = GetMax_CB(hold_, statEnd_.Forward(1), newest_.Index(), newest_.Length());
   const int64_t rise = int64_t{m} - eventBaseLevel_;
   const int64_t bonus = rise < k12Db ? k9Db : k21Db - std::min<int64_t>(rise, k21Db);
   const int64_t fast = Get_TargetGaindB(m) + bonus;
-  const int slow = Get_TargetGaindB(gated16_[statIndex_]);
+  const int slow = Get_TargetGaindB(gated16_[stat16_.Index()]);
   target_ = eventCount_ >= 1 ? ClampToInt(std::min<int64_t>(fast, slow)) : slow;
 }
 
@@ -646,7 +643,7 @@ void CAdaptiveVolume_S24::FormTarget() {
 // gain toggles around the target by one step, deliberately). A steady signal
 // that would be raised drifts back toward 0 dB at half speed once it has
 // lasted stationRemainder frames, and holds before that.
-void CAdaptiveVolume_S24::MoveGainSlow() {
+void LevellerCore::MoveGainSlow() {
   int step = 0;
   if (target_ <= 0 || lowRatioCount_ <= 0)
     step = gainDb_ < target_ ? upRate_ : downRate_;
@@ -658,7 +655,7 @@ void CAdaptiveVolume_S24::MoveGainSlow() {
 // During an event: a gain on the wrong side of 0 dB restarts from 0 once per
 // event; then the gain falls by at most 1 dB per frame (more after a quick
 // rise of the level) and rises by at most 0.25 dB per frame.
-void CAdaptiveVolume_S24::MoveGainMain() {
+void LevellerCore::MoveGainMain() {
   if (!signResetDone_ && ((gainDb_ < 0 && target_ > 0) || (gainDb_ >= 1 && target_ < 0))) {
     gainDb_ = 0;
     signResetDone_ = true;
@@ -676,7 +673,7 @@ void CAdaptiveVolume_S24::MoveGainMain() {
 
 // Segment products: a distance of at most 24 dB in Q16 (< 2^21) times a Q23
 // slope, below 2^44 in 64 bits, floored by 23; the sum is clamped at the end.
-int CAdaptiveVolume_S24::Get_TargetGaindB(int levelDb) const {
+int LevellerCore::Get_TargetGaindB(int levelDb) const {
   int64_t d = int64_t{levelDb} - referenceLevelDb_;
   if (d >= 1) d = 0;
   const bool steep = mode_ == 1;
@@ -705,25 +702,26 @@ template <typename Better>
 int PickOverSpan(const int* a, int s, int e, int len, Better better) {
   if (a == nullptr || !ValidRange(s, e, len)) return 0;
   const int count = SpanCount(s, e, len);
+  RingIndex at(len, e);
   int m = a[e];
-  for (int k = 1, i = e; k < count; ++k) {
-    i = i > 0 ? i - 1 : len - 1;
-    if (better(a[i], m)) m = a[i];
+  for (int k = 1; k < count; ++k) {
+    at.Retreat();
+    if (better(a[at.Index()], m)) m = a[at.Index()];
   }
   return m;
 }
 
 }  // namespace
 
-int CAdaptiveVolume_S24::GetMin_CB(const int* a, int s, int e, int len) {
+int LevellerCore::GetMin_CB(const int* a, int s, int e, int len) {
   return PickOverSpan(a, s, e, len, [](int x, int m) { return x < m; });
 }
 
-int CAdaptiveVolume_S24::GetMax_CB(const int* a, int s, int e, int len) {
+int LevellerCore::GetMax_CB(const int* a, int s, int e, int len) {
   return PickOverSpan(a, s, e, len, [](int x, int m) { return x > m; });
 }
 
-int CAdaptiveVolume_S24::GetMean_CB(const int* a, int s, int e, int len) {
+int LevellerCore::GetMean_CB(const int* a, int s, int e, int len) {
   if (a == nullptr || !ValidRange(s, e, len)) return 0;
   const int count = SpanCount(s, e, len);
   if (count < 2) return a[e];
@@ -734,17 +732,18 @@ int CAdaptiveVolume_S24::GetMean_CB(const int* a, int s, int e, int len) {
   return static_cast<int>(sum / count);
 }
 
-int CAdaptiveVolume_S24::Extract_K(const int* a, int e, int h, int len) {
+int LevellerCore::Extract_K(const int* a, int e, int h, int len) {
   if (a == nullptr || h < 1 || h > kMaxSlopeHalfWidth || len < 1 || e < 0 || e >= len) return 0;
+  const RingIndex centre(len, e);
   int64_t num = 0, den = 0;
   for (int k = -h; k <= h; ++k) {
-    num += MulWrap32(k, a[WrapIndex(int64_t{e} + k, len)]);
+    num += MulWrap32(k, a[centre.Forward(k)]);
     den += int64_t{k} * k;
   }
   return Wrap32((2 * num) / den);
 }
 
-int CAdaptiveVolume_S24::STE2LER(const int* a, int /*e*/, int len, int& mean) {
+int LevellerCore::STE2LER(const int* a, int /*e*/, int len, int& mean) {
   mean = 0;
   if (len < 0) return 0;
   if (len == 0 || a == nullptr) return kMax24;
@@ -758,7 +757,7 @@ int CAdaptiveVolume_S24::STE2LER(const int* a, int /*e*/, int len, int& mean) {
   return static_cast<int>((int64_t{below} << 23) / len);
 }
 
-int CAdaptiveVolume_S24::CalCulate_IL(const int* energies, const int* levels, int s, int e, int len) const {
+int LevellerCore::CalCulate_IL(const int* energies, const int* levels, int s, int e, int len) const {
   if (energies == nullptr || levels == nullptr || !ValidRange(s, e, len)) return 0;
   const int count = SpanCount(s, e, len);
   const short q = static_cast<short>(2 * analysisShift_ - energyShift_);
@@ -785,43 +784,40 @@ int CAdaptiveVolume_S24::CalCulate_IL(const int* energies, const int* levels, in
 
 // ---- Ring positions ---------------------------------------------------------------
 
-int CAdaptiveVolume_S24::LevelIndexBack(int from, int back) const {
-  return WrapIndex(int64_t{from} - back, levelRingLength_);
-}
-
-int CAdaptiveVolume_S24::SpanStartIndex() const {
-  return LevelIndexBack(statEndIndex_, statEndPos_ - spanStartPos_);
-}
-
-void CAdaptiveVolume_S24::MoveBuff() {
-  const int l5 = levelRingLength_;
-  // 1. The newest position advances; the statistics end follows
-  //    framesPer20ms behind it.
-  ++newestPos_;
-  if (newestPos_ - statEndPos_ > framesPer20ms_) statEndPos_ = newestPos_ - framesPer20ms_;
-  // 2. The span holds at most framesPer5s entries.
-  if (statEndPos_ - spanStartPos_ >= framesPer5s_) spanStartPos_ = statEndPos_ - framesPer5s_ + 1;
-  // 3. Rebase the unwrapped positions once the span start has passed a ring.
-  if (spanStartPos_ >= l5) {
-    newestPos_ -= l5;
-    statEndPos_ -= l5;
-    spanStartPos_ -= l5;
-    eventStartPos_ = std::max(eventStartPos_ - l5, 0);
-  }
-  // 4. Level-ring indices.
-  levelWriteIndex_ = levelWriteIndex_ + 1 < l5 ? levelWriteIndex_ + 1 : 0;
-  statEndIndex_ = statEndIndex_ + 1 < l5 ? statEndIndex_ + 1 : 0;
-  if (levelWriteIndex_ == oldestIndex_) {
-    oldestIndex_ = levelWriteIndex_ + 1;
-    if (oldestIndex_ >= l5) oldestIndex_ -= l5;
-  }
-  // 5. Frame-energy ring.
-  energyIndex_ = energyIndex_ + 1 < energyRingLength_ ? energyIndex_ + 1 : 0;
-  // 6. Band rings, every stationFrames frames.
-  if (stationCounter_ == 0) bandIndex_ = bandIndex_ + 1 < bandRingLength_ ? bandIndex_ + 1 : 0;
-  stationCounter_ = stationCounter_ + 1 < stationFrames_ ? stationCounter_ + 1 : 0;
-  // 7. Slope and gated-level rings.
-  statIndex_ = (statIndex_ + 1) % kStatRingLength;
-  // 8. Trend register: the oldest value drops out.
+// Every ring moves one frame on; the band rings only on the frames that
+// stored an entry.
+void LevellerCore::MoveBuff() {
+  span_.Advance(framesPer20ms_, framesPer5s_, newest_.Length());
+  newest_.Advance();
+  statEnd_.Advance();
+  energyAt_.Advance();
+  if (station_.Index() == 0) band_.Advance();
+  station_.Advance();
+  stat16_.Advance();
+  // Trend register: the oldest value drops out.
   std::memmove(trend_, trend_ + 1, sizeof(int) * static_cast<size_t>(trendLength_ - 1));
 }
+
+}  // namespace hvfx
+
+// ---- The exported class ------------------------------------------------------------
+
+CAdaptiveVolume_S24::CAdaptiveVolume_S24(int sampleRate, int referenceLevel, int mode, int relativeVolume,
+                                         int stationMs, int baseFlag)
+    : core_(std::make_unique<hvfx::LevellerCore>(sampleRate, referenceLevel, mode, relativeVolume, stationMs,
+                                                 baseFlag)) {}
+
+CAdaptiveVolume_S24::~CAdaptiveVolume_S24() = default;
+
+void CAdaptiveVolume_S24::SetAdaVParam(int mode, int relativeVolume, int stationMs, int baseFlag) {
+  core_->SetAdaVParam(mode, relativeVolume, stationMs, baseFlag);
+}
+void CAdaptiveVolume_S24::SetRelativeVolumn(int percent) { core_->SetRelativeVolumn(percent); }
+void CAdaptiveVolume_S24::SetStationSigMs(int ms) { core_->SetStationSigMs(ms); }
+void CAdaptiveVolume_S24::SetVolUpDownRate(int up, int down) { core_->SetVolUpDownRate(up, down); }
+void CAdaptiveVolume_S24::Reset() { core_->Reset(); }
+void CAdaptiveVolume_S24::Process(int* out, int* in, int channels, int samples) {
+  core_->Process(out, in, channels, samples);
+}
+int CAdaptiveVolume_S24::GetLookAhead() const { return core_->lookAhead_; }
+int CAdaptiveVolume_S24::GetFrameLength() const { return core_->frameLength_; }

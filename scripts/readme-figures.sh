@@ -12,7 +12,7 @@ build=build-release
 cmake --preset release > /dev/null
 cmake --build --preset release > /dev/null
 report=$("$build"/tools/hvtralo-render -q --preset tools/presets/example-tv.json \
-         | sed -e 's/(\([0-9.]*\) s of audio in [0-9.]* s)/(\1 s of audio)/')
+         | sed -e 's/(\([0-9.]*\) s of audio in [^)]*)/(\1 s of audio)/')
 HVTRALOFX_BUILD_DIR="$build" tools/hvtralo-plot eq --preset tools/presets/example-tv.json -o docs/eq-response.png
 REPORT="$report" /usr/bin/python3 - <<'PY'
 import os, re

@@ -122,33 +122,93 @@ void ResetBlock(Block* block) {
 
 }  // namespace
 
-// ---- Work buffers ---------------------------------------------------------------
+// ---- Work buffers and block access -------------------------------------------------
+
+// Rows of a band split: per mid/side pair, the mid signal's delayed copy,
+// low band and high band, then the side signal's.
+enum BandRow { kMidDelayed, kMidLow, kMidHigh, kSideDelayed, kSideLow, kSideHigh, kBandRows };
 
 template <class Sample>
 struct CSoundbar4Fxd::WorkBuffers {
-  Sample* frontMid;
-  Sample* frontSide;
-  Sample* surroundMid;
-  Sample* surroundSide;
+  // Pair 0 is the front pair, pair 1 the surround pair.
+  Sample* mid[2];
+  Sample* side[2];
   Sample* channel2;
   Sample* channel3;
-  // Per mid/side signal (frontMid, frontSide, surroundMid, surroundSide):
-  // delayed copy, low band, high band.
-  Sample* bands[4][3];
+  Sample* bands[2][kBandRows];
 
   WorkBuffers(Sample* base, int length) {
     Sample* row[kWorkSignals];
     for (int i = 0; i < kWorkSignals; ++i) row[i] = base + static_cast<size_t>(i) * static_cast<size_t>(length);
-    frontMid = row[0];
-    frontSide = row[1];
-    surroundMid = row[2];
-    surroundSide = row[3];
+    mid[0] = row[0];
+    side[0] = row[1];
+    mid[1] = row[2];
+    side[1] = row[3];
     channel2 = row[4];
     channel3 = row[5];
-    for (int s = 0; s < 4; ++s)
-      for (int b = 0; b < 3; ++b) bands[s][b] = row[6 + 3 * s + b];
+    for (int pair = 0; pair < 2; ++pair)
+      for (int b = 0; b < kBandRows; ++b) bands[pair][b] = row[6 + kBandRows * pair + b];
   }
 };
+
+// The caller's input and output blocks, planar or interleaved. Passed by
+// value: a copy of its own lets the compiler keep the strides in registers
+// while samples are stored.
+template <class Sample>
+struct CSoundbar4Fxd::BlockIo {
+  const Sample* in;
+  int frames;
+  int inChannels;
+  Sample* out;
+  int outChannelStride;
+  int outFrameStride;
+  int interleaved;
+
+  Sample In(int n, int k) const { return in[Index(n, k, frames, inChannels, interleaved)]; }
+  void Out(int n, int k, Sample v) const { out[OutIndex(n, k, outChannelStride, outFrameStride, interleaved)] = v; }
+};
+
+namespace {
+
+// Input channels `left` and left + 1 as mid = (L + R) / 2 and side = (L - R) / 2.
+template <class Io, class Sample>
+void ToMidSide(Io io, int left, Sample* mid, Sample* side) {
+  using A = PathArith<Sample>;
+  for (int n = 0; n < io.frames; ++n) {
+    mid[n] = A::Half(io.In(n, left), io.In(n, left + 1));
+    side[n] = A::HalfDiff(io.In(n, left), io.In(n, left + 1));
+  }
+}
+
+// One pair's bands matrixed back to left and right: the high pair from the
+// mid high band and the side high band times gHigh (shift kHigh), the low
+// pair likewise. The rows are taken once per block.
+template <class Sample>
+struct PairOutput {
+  Sample highL, highR, lowL, lowR;
+};
+template <class Sample>
+struct PairMatrix {
+  const Sample* midLow;
+  const Sample* midHigh;
+  const Sample* sideLow;
+  const Sample* sideHigh;
+  int gLow, gHigh, kLow, kHigh;
+
+  PairMatrix(Sample* const* bands, int gLowIn, int gHighIn, int kLowIn, int kHighIn)
+      : midLow(bands[kMidLow]), midHigh(bands[kMidHigh]), sideLow(bands[kSideLow]), sideHigh(bands[kSideHigh]),
+        gLow(gLowIn), gHigh(gHighIn), kLow(kLowIn), kHigh(kHighIn) {}
+
+  PairOutput<Sample> At(int n) const {
+    using A = PathArith<Sample>;
+    const Sample high = A::MulShift(sideHigh[n], gHigh, kHigh);
+    const Sample low = A::MulShift(sideLow[n], gLow, kLow);
+    return {A::Half(midHigh[n], high), A::HalfDiff(midHigh[n], high), A::Half(midLow[n], low),
+            A::HalfDiff(midLow[n], low)};
+  }
+};
+
+}  // namespace
 
 // ---- Life cycle -------------------------------------------------------------------
 
@@ -432,33 +492,25 @@ void CSoundbar4Fxd::ConditionSide(Sample* mid, Sample* side, int frames, bool fr
 }
 
 // Splits mid and side into low band (zero-phase low-pass) and high band
-// (input delayed by the low-pass look-ahead, minus the low band).
-// bands: per signal (mid, side) delayed, low, high rows.
+// (input delayed by the low-pass look-ahead, minus the low band), into the
+// rows of BandRow.
 template <class Sample>
 void CSoundbar4Fxd::SplitBands(Sample* mid, Sample* side, int frames, bool front, Sample* const* bands) {
   using A = PathArith<Sample>;
-  Sample* const midDelayed = bands[0];
-  Sample* const midLow = bands[1];
-  Sample* const midHigh = bands[2];
-  Sample* const sideDelayed = bands[3];
-  Sample* const sideLow = bands[4];
-  Sample* const sideHigh = bands[5];
-  (front ? frontMidBandDelay : surroundMidBandDelay)->Filter(mid, midDelayed, frames, 1);
-  (front ? frontSideBandDelay : surroundSideBandDelay)->Filter(side, sideDelayed, frames, 1);
-  (front ? frontMidLowpass : surroundMidLowpass)->Filter(mid, midLow, frames, 1);
-  (front ? frontSideLowpass : surroundSideLowpass)->Filter(side, sideLow, frames, 1);
+  (front ? frontMidBandDelay : surroundMidBandDelay)->Filter(mid, bands[kMidDelayed], frames, 1);
+  (front ? frontSideBandDelay : surroundSideBandDelay)->Filter(side, bands[kSideDelayed], frames, 1);
+  (front ? frontMidLowpass : surroundMidLowpass)->Filter(mid, bands[kMidLow], frames, 1);
+  (front ? frontSideLowpass : surroundSideLowpass)->Filter(side, bands[kSideLow], frames, 1);
   for (int n = 0; n < frames; ++n) {
-    midHigh[n] = A::Sub(midDelayed[n], midLow[n]);
-    sideHigh[n] = A::Sub(sideDelayed[n], sideLow[n]);
+    bands[kMidHigh][n] = A::Sub(bands[kMidDelayed][n], bands[kMidLow][n]);
+    bands[kSideHigh][n] = A::Sub(bands[kSideDelayed][n], bands[kSideLow][n]);
   }
 }
 
 template <class Sample>
-void CSoundbar4Fxd::SplitBandPairs(Sample* const* mids, Sample* const* sides, int frames, bool surround,
-                                   Sample* const* const* bands) {
-  const int pairs = surround ? 2 : 1;
+void CSoundbar4Fxd::SplitBandPairs(const WorkBuffers<Sample>& w, int frames, int pairs) {
   if constexpr (sizeof(Sample) != sizeof(int32_t)) {
-    for (int p = 0; p < pairs; ++p) SplitBands(mids[p], sides[p], frames, p == 0, bands[p]);
+    for (int p = 0; p < pairs; ++p) SplitBands(w.mid[p], w.side[p], frames, p == 0, w.bands[p]);
   } else {
     // The (up to) four low-pass filters are independent: one call runs them
     // together; the delays and the high bands are as in SplitBands.
@@ -467,121 +519,100 @@ void CSoundbar4Fxd::SplitBandPairs(Sample* const* mids, Sample* const* sides, in
     int* low[4];
     for (int p = 0; p < pairs; ++p) {
       const bool front = p == 0;
-      Sample* const* b = bands[p];
-      (front ? frontMidBandDelay : surroundMidBandDelay)->Filter(mids[p], b[0], frames, 1);
-      (front ? frontSideBandDelay : surroundSideBandDelay)->Filter(sides[p], b[3], frames, 1);
+      Sample* const* b = w.bands[p];
+      (front ? frontMidBandDelay : surroundMidBandDelay)->Filter(w.mid[p], b[kMidDelayed], frames, 1);
+      (front ? frontSideBandDelay : surroundSideBandDelay)->Filter(w.side[p], b[kSideDelayed], frames, 1);
       lowpass[2 * p] = front ? frontMidLowpass : surroundMidLowpass;
       lowpass[2 * p + 1] = front ? frontSideLowpass : surroundSideLowpass;
-      in[2 * p] = mids[p];
-      in[2 * p + 1] = sides[p];
-      low[2 * p] = b[1];
-      low[2 * p + 1] = b[4];
+      in[2 * p] = w.mid[p];
+      in[2 * p + 1] = w.side[p];
+      low[2 * p] = b[kMidLow];
+      low[2 * p + 1] = b[kSideLow];
     }
     CFiltFiltFxd::FilterSideBySide(lowpass, 2 * pairs, in, low, frames);
     for (int p = 0; p < pairs; ++p) {
-      Sample* const* b = bands[p];
+      Sample* const* b = w.bands[p];
       for (int n = 0; n < frames; ++n) {
-        b[2][n] = PathArith<Sample>::Sub(b[0][n], b[1][n]);
-        b[5][n] = PathArith<Sample>::Sub(b[3][n], b[4][n]);
+        b[kMidHigh][n] = PathArith<Sample>::Sub(b[kMidDelayed][n], b[kMidLow][n]);
+        b[kSideHigh][n] = PathArith<Sample>::Sub(b[kSideDelayed][n], b[kSideLow][n]);
       }
     }
   }
 }
 
+// Stereo: the front pair's high band on outputs 0/1, its low band on 4/5,
+// outputs 2/3 silent.
+template <class Sample>
+void CSoundbar4Fxd::ProcessStereo(BlockIo<Sample> io, const WorkBuffers<Sample>& w) {
+  const int frames = io.frames;
+  ToMidSide(io, 0, w.mid[0], w.side[0]);
+  ConditionSide(w.mid[0], w.side[0], frames, true, work32);
+  SplitBandPairs(w, frames, 1);
+  const int k = frontGainShift + kGainShiftBias;
+  const PairMatrix<Sample> frontPair(w.bands[0], frontGainPair[0], frontGainPair[1], k, k);
+  for (int n = 0; n < frames; ++n) {
+    const PairOutput<Sample> front = frontPair.At(n);
+    io.Out(n, 0, front.highL);
+    io.Out(n, 1, front.highR);
+    io.Out(n, 2, 0);
+    io.Out(n, 3, 0);
+    io.Out(n, 4, front.lowL);
+    io.Out(n, 5, front.lowR);
+  }
+}
+
+// 5.1: front and surround pairs mixed, the surround pair by 1/sqrt(2): high
+// bands on outputs 0/1, low bands on 4/5; centre and LFE delayed on 2/3.
+template <class Sample>
+void CSoundbar4Fxd::ProcessSurround(BlockIo<Sample> io, const WorkBuffers<Sample>& w) {
+  using A = PathArith<Sample>;
+  const int frames = io.frames;
+  ToMidSide(io, 0, w.mid[0], w.side[0]);
+  ToMidSide(io, 4, w.mid[1], w.side[1]);
+  for (int n = 0; n < frames; ++n) {
+    w.channel2[n] = io.In(n, 2);
+    w.channel3[n] = io.In(n, 3);
+  }
+  ConditionSide(w.mid[0], w.side[0], frames, true, work32);
+  ConditionSide(w.mid[1], w.side[1], frames, false, work32);
+  channel2Delay->Filter(w.channel2, w.channel2, frames, 1);
+  channel3Delay->Filter(w.channel3, w.channel3, frames, 1);
+  SplitBandPairs(w, frames, 2);
+  // The high band takes the front exponent and the low band the surround
+  // exponent for both pairs: the crossing is part of the design (the
+  // stored exponents are equal).
+  const int kHigh = frontGainShift + kGainShiftBias;
+  const int kLow = surroundGainShift + kGainShiftBias;
+  const PairMatrix<Sample> frontPair(w.bands[0], frontGainPair[0], frontGainPair[1], kLow, kHigh);
+  const PairMatrix<Sample> surroundPair(w.bands[1], surroundGainPair[0], surroundGainPair[1], kLow, kHigh);
+  auto mix = [](Sample surround, Sample front) {
+    return A::Add(ScaleQ15(surround, kSurroundWeight), ScaleQ15(front, kFrontWeight));
+  };
+  for (int n = 0; n < frames; ++n) {
+    const PairOutput<Sample> f = frontPair.At(n);
+    const PairOutput<Sample> s = surroundPair.At(n);
+    io.Out(n, 0, mix(s.highL, f.highL));
+    io.Out(n, 1, mix(s.highR, f.highR));
+    io.Out(n, 2, w.channel2[n]);
+    io.Out(n, 3, w.channel3[n]);
+    io.Out(n, 4, mix(s.lowL, f.lowL));
+    io.Out(n, 5, mix(s.lowR, f.lowR));
+  }
+}
+
+// The input gain and fade in place, the layout's processing, the output fade.
 template <class Sample>
 int CSoundbar4Fxd::ProcessBlock(Sample* in, int frames, int inChannels, Sample* out, int outChannelStride,
                                 int outFrameStride, int interleaved) {
-  using A = PathArith<Sample>;
   if (!Accepts(in, frames, inChannels, out, outChannelStride, outFrameStride, interleaved)) return 0;
   ApplyInputGain(in, frames, inChannels, kInputGain);
   FadeInput(in, frames, inChannels, interleaved);
-
   Sample* const base = sizeof(Sample) == sizeof(int32_t) ? reinterpret_cast<Sample*>(work32)
                                                           : reinterpret_cast<Sample*>(work16);
-  WorkBuffers<Sample> w(base, blockLength);
-  int* const wide = work32;  // the 16-bit path's 32-bit scratch row
-  auto write = [&](int n, int k, Sample v) { out[OutIndex(n, k, outChannelStride, outFrameStride, interleaved)] = v; };
-  auto input = [&](int n, int k) { return in[Index(n, k, frames, inChannels, interleaved)]; };
-  Sample* const frontBands[6] = {w.bands[0][0], w.bands[0][1], w.bands[0][2],
-                                 w.bands[1][0], w.bands[1][1], w.bands[1][2]};
-
-  if (inChannels == 2) {
-    for (int n = 0; n < frames; ++n) {
-      w.frontMid[n] = A::Half(input(n, 0), input(n, 1));
-      w.frontSide[n] = A::HalfDiff(input(n, 0), input(n, 1));
-    }
-    ConditionSide(w.frontMid, w.frontSide, frames, true, wide);
-    Sample* const mids[1] = {w.frontMid};
-    Sample* const sides[1] = {w.frontSide};
-    Sample* const* const pairBands[1] = {frontBands};
-    SplitBandPairs(mids, sides, frames, false, pairBands);
-    const int g0 = frontGainPair[0], g1 = frontGainPair[1];
-    const int k = frontGainShift + kGainShiftBias;
-    const Sample* midHigh = w.bands[0][2];
-    const Sample* midLow = w.bands[0][1];
-    const Sample* sideLow = w.bands[1][1];
-    const Sample* sideHigh = w.bands[1][2];
-    for (int n = 0; n < frames; ++n) {
-      const Sample a = A::MulShift(sideHigh[n], g1, k);
-      const Sample b = A::MulShift(sideLow[n], g0, k);
-      write(n, 0, A::Half(midHigh[n], a));
-      write(n, 1, A::HalfDiff(midHigh[n], a));
-      write(n, 2, 0);
-      write(n, 3, 0);
-      write(n, 4, A::Half(midLow[n], b));
-      write(n, 5, A::HalfDiff(midLow[n], b));
-    }
-  } else if (inChannels == 6) {
-    for (int n = 0; n < frames; ++n) {
-      w.frontMid[n] = A::Half(input(n, 0), input(n, 1));
-      w.frontSide[n] = A::HalfDiff(input(n, 0), input(n, 1));
-      w.channel2[n] = input(n, 2);
-      w.channel3[n] = input(n, 3);
-      w.surroundMid[n] = A::Half(input(n, 4), input(n, 5));
-      w.surroundSide[n] = A::HalfDiff(input(n, 4), input(n, 5));
-    }
-    ConditionSide(w.frontMid, w.frontSide, frames, true, wide);
-    ConditionSide(w.surroundMid, w.surroundSide, frames, false, wide);
-    channel2Delay->Filter(w.channel2, w.channel2, frames, 1);
-    channel3Delay->Filter(w.channel3, w.channel3, frames, 1);
-    Sample* const surroundBands[6] = {w.bands[2][0], w.bands[2][1], w.bands[2][2],
-                                      w.bands[3][0], w.bands[3][1], w.bands[3][2]};
-    Sample* const mids[2] = {w.frontMid, w.surroundMid};
-    Sample* const sides[2] = {w.frontSide, w.surroundSide};
-    Sample* const* const pairBands[2] = {frontBands, surroundBands};
-    SplitBandPairs(mids, sides, frames, true, pairBands);
-    // The high band takes the front exponent and the low band the surround
-    // exponent for both pairs: the crossing is part of the design (the
-    // stored exponents are equal).
-    const int kHigh = frontGainShift + kGainShiftBias;
-    const int kLow = surroundGainShift + kGainShiftBias;
-    const int gF0 = frontGainPair[0], gF1 = frontGainPair[1];
-    const int gS0 = surroundGainPair[0], gS1 = surroundGainPair[1];
-    const Sample* fMidLow = w.bands[0][1];
-    const Sample* fMidHigh = w.bands[0][2];
-    const Sample* fSideLow = w.bands[1][1];
-    const Sample* fSideHigh = w.bands[1][2];
-    const Sample* sMidLow = w.bands[2][1];
-    const Sample* sMidHigh = w.bands[2][2];
-    const Sample* sSideLow = w.bands[3][1];
-    const Sample* sSideHigh = w.bands[3][2];
-    for (int n = 0; n < frames; ++n) {
-      const Sample a = A::MulShift(fSideHigh[n], gF1, kHigh);
-      const Sample b = A::MulShift(sSideHigh[n], gS1, kHigh);
-      const Sample c = A::MulShift(fSideLow[n], gF0, kLow);
-      const Sample d = A::MulShift(sSideLow[n], gS0, kLow);
-      const Sample hL = A::Half(fMidHigh[n], a), hR = A::HalfDiff(fMidHigh[n], a);
-      const Sample uL = A::Half(sMidHigh[n], b), uR = A::HalfDiff(sMidHigh[n], b);
-      const Sample lL = A::Half(fMidLow[n], c), lR = A::HalfDiff(fMidLow[n], c);
-      const Sample vL = A::Half(sMidLow[n], d), vR = A::HalfDiff(sMidLow[n], d);
-      write(n, 0, A::Add(ScaleQ15(uL, kSurroundWeight), ScaleQ15(hL, kFrontWeight)));
-      write(n, 1, A::Add(ScaleQ15(uR, kSurroundWeight), ScaleQ15(hR, kFrontWeight)));
-      write(n, 2, w.channel2[n]);
-      write(n, 3, w.channel3[n]);
-      write(n, 4, A::Add(ScaleQ15(vL, kSurroundWeight), ScaleQ15(lL, kFrontWeight)));
-      write(n, 5, A::Add(ScaleQ15(vR, kSurroundWeight), ScaleQ15(lR, kFrontWeight)));
-    }
-  }
+  const WorkBuffers<Sample> w(base, blockLength);
+  const BlockIo<Sample> io{in, frames, inChannels, out, outChannelStride, outFrameStride, interleaved};
+  if (inChannels == 2) ProcessStereo(io, w);
+  if (inChannels == 6) ProcessSurround(io, w);
   ApplyOutputFadeinout(out, outChannelStride, outFrameStride, interleaved);
   return 0;
 }

@@ -61,7 +61,8 @@ cmake --build "$work/cmake-consumer" > /dev/null
 run "$work/cmake-consumer/consumer"
 run "$work/cmake-consumer/c_consumer_static"
 
-# The shared library's dynamic symbol table: interfaces in, internals out.
+# The shared libraries' dynamic symbol tables (libhvtralofx_preset ships the
+# preset functions): interfaces in, internals out.
 so=$(readlink -f "$libdir/libhvtralofx.so")
 soname=$(objdump -p "$so" | awk '/SONAME/ {print $2}')
 # One version everywhere: the header's macro, pkg-config, the SONAME.
@@ -69,7 +70,7 @@ version=$(sed -n 's/^#define HVTRALOFX_VERSION_STRING "\(.*\)"$/\1/p' "$prefix/i
 pc_version=$(PKG_CONFIG_PATH=$libdir/pkgconfig pkg-config --modversion hvtralofx)
 [ "$pc_version" = "$version" ] || { echo "pkg-config version '$pc_version', header '$version'"; exit 1; }
 [ "$soname" = "libhvtralofx.so.${version%%.*}" ] || { echo "SONAME '$soname', version '$version'"; exit 1; }
-exported=$(nm -D --defined-only "$so" | awk '{print $3}')
+exported=$(nm -D --defined-only "$so" "$libdir/libhvtralofx_preset.so" | awk '{print $3}')
 # Every function the installed interface headers declare, and the default
 # record.
 interface=$(grep -ohE '\b(HVTralo|HVSFX)_[A-Za-z_]+\(' "$prefix"/include/hvtralofx/HV*.h "$prefix"/include/hvtralofx/Version.h | tr -d '(' | sort -u)

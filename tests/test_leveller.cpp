@@ -1,60 +1,31 @@
-// The adaptive volume leveller as a class: the listed setter values, the
-// analysis input, the look-ahead delay, the refusals of the slope and the
-// framing at their bounds, and two per-frame decision steps one at a time on
-// states set up by hand (the event counter and the shortfall marker, in
-// corners the golden vectors' programmes do not reach; the span limit after
-// events is carried by their long programmes), and the event target's bonus.
+// The adaptive volume leveller behind its exported class (hvfx::LevellerCore,
+// loudness/LevellerCore.h): the listed setter values, the analysis input,
+// the refusals of the slope and the framing at their bounds, and per-frame
+// decision steps one at a time on states set up by hand (the event counter,
+// the shortfall marker and the drift of steady material, in corners the
+// golden vectors' programmes do not reach; the span limit after events and
+// the look-ahead delay are carried by their long programmes), and the event
+// target's bonus.
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <climits>
-#include <cmath>
 #include <memory>
 #include <random>
 #include <vector>
 
-#include "hvtralofx/CAdaptiveVolume_S24.h"
 #include "loudness/LevellerBandBankInternal.h"
-#include "support/LevellerSignals.h"
-
-// Reaches the leveller's state and single steps (a friend of the class).
-class AdaptiveVolumeProbe {
- public:
-  explicit AdaptiveVolumeProbe(CAdaptiveVolume_S24& av) : a(av) {}
-#define HVFX_PROBE_FIELD(name, member) \
-  auto& name() { return a.member; }
-  HVFX_PROBE_FIELD(fallCount, fallCount_)
-  HVFX_PROBE_FIELD(signResetDone, signResetDone_)
-  HVFX_PROBE_FIELD(eventCount, eventCount_)
-  HVFX_PROBE_FIELD(eventBase, eventBaseLevel_)
-  HVFX_PROBE_FIELD(peakExcess, peakExcess_)
-  HVFX_PROBE_FIELD(newestPos, newestPos_)
-  HVFX_PROBE_FIELD(statEndPos, statEndPos_)
-  HVFX_PROBE_FIELD(spanStartPos, spanStartPos_)
-  HVFX_PROBE_FIELD(eventStartPos, eventStartPos_)
-  HVFX_PROBE_FIELD(shortfallSum, shortfallSum_)
-  HVFX_PROBE_FIELD(shortfallCount, shortfallCount_)
-  HVFX_PROBE_FIELD(lowestPos, lowestPos_)
-#undef HVFX_PROBE_FIELD
-  int* hold() { return a.hold_; }
-  int* level400() { return a.level400_; }
-  int* gated16() { return a.gated16_; }
-  int* slope16() { return a.slope16_; }
-  void UpdateEvents() { a.UpdateEvents(); }
-  void TrackShortfall() { a.TrackShortfall(); }
-  void FormTarget() { a.FormTarget(); }
-  CAdaptiveVolume_S24& a;
-};
+#include "loudness/LevellerCore.h"
 
 namespace {
 
-using leveller_test::SpeechLikeBursts;
-
 constexpr int kDb = 65536;
 
-std::unique_ptr<CAdaptiveVolume_S24> Make(int rate = 48000, int mode = 1, int relVol = 75, int stationMs = 6000,
-                                           int baseFlag = 0) {
-  return std::make_unique<CAdaptiveVolume_S24>(rate, 32768, mode, relVol, stationMs, baseFlag);
+using hvfx::LevellerCore;
+
+std::unique_ptr<LevellerCore> Make(int rate = 48000, int mode = 1, int relVol = 75, int stationMs = 6000,
+                                   int baseFlag = 0) {
+  return std::make_unique<LevellerCore>(rate, 32768, mode, relVol, stationMs, baseFlag);
 }
 
 // ---- Setters ---------------------------------------------------------------------------------
@@ -62,16 +33,16 @@ std::unique_ptr<CAdaptiveVolume_S24> Make(int rate = 48000, int mode = 1, int re
 TEST(LevellerConfig, SettersTakeTheListedValues) {
   // Relative volume: percent onto -37 dB ... the base, clamped to 0 ... 100.
   auto hi = Make(48000, 1, 100, 6000, 1);
-  EXPECT_EQ(hi->GetBaseVolumeDb(), -196608);
-  EXPECT_EQ(hi->GetRelativeVolumeDb(), -196608);
+  EXPECT_EQ(hi->baseVolumeDb_, -196608);
+  EXPECT_EQ(hi->relativeVolumeDb_, -196608);
   const int relVol[][2] = {{0, -2424832}, {150, -196608}, {-5, -2424832}, {33, 735313 - 2424832}};  // 33: truncated
   for (const auto& c : relVol) {
     hi->SetRelativeVolumn(c[0]);
-    EXPECT_EQ(hi->GetRelativeVolumeDb(), c[1]) << c[0];
+    EXPECT_EQ(hi->relativeVolumeDb_, c[1]) << c[0];
   }
   auto lo = Make(48000, 1, 75, 6000, 0);  // base -9 dB: 1835008 * 75 / 100 - 37 dB = -16 dB
-  EXPECT_EQ(lo->GetBaseVolumeDb(), -589824);
-  EXPECT_EQ(lo->GetRelativeVolumeDb(), -16 * kDb);
+  EXPECT_EQ(lo->baseVolumeDb_, -589824);
+  EXPECT_EQ(lo->relativeVolumeDb_, -16 * kDb);
 
   // Station time, clamped to 5000 ... 20000 ms, split into band-ring steps
   // (48 kHz: ring 191 entries).
@@ -79,31 +50,31 @@ TEST(LevellerConfig, SettersTakeTheListedValues) {
   auto av = Make();
   for (const auto& c : station) {
     av->SetStationSigMs(c[0]);
-    EXPECT_EQ(av->GetStationFrames(), c[1]) << c[0];
-    EXPECT_EQ(av->GetStationRemainder(), c[2]) << c[0];
-    EXPECT_EQ(av->GetStationCounter(), 0);
+    EXPECT_EQ(av->station_.Length(), c[1]) << c[0];
+    EXPECT_EQ(av->stationRemainder_, c[2]) << c[0];
+    EXPECT_EQ(av->station_.Index(), 0);
   }
   auto low = Make(8000, 1, 75, 5000);  // F = 625, ring 128: 3 and 241
-  EXPECT_EQ(low->GetStationFrames(), 3);
-  EXPECT_EQ(low->GetStationRemainder(), 241);
+  EXPECT_EQ(low->station_.Length(), 3);
+  EXPECT_EQ(low->stationRemainder_, 241);
 
   // Slew rates: defaults 6 dB/s, then percent of 3 ... 15 dB/s per frame.
-  EXPECT_EQ(av->GetUpRate(), 2097);
-  EXPECT_EQ(av->GetDownRate(), -2097);
-  EXPECT_EQ(av->GetHalfUpRate(), 1049);
-  EXPECT_EQ(av->GetHalfDownRate(), -1049);
+  EXPECT_EQ(av->upRate_, 2097);
+  EXPECT_EQ(av->downRate_, -2097);
+  EXPECT_EQ(av->halfUpRate_, 1049);
+  EXPECT_EQ(av->halfDownRate_, -1049);
   const int rates[][5] = {{0, 0, 1048, -1048, -524}, {25, 50, 2097, -3145, -1573}, {150, -20, 5242, -1048, -524}};
   for (const auto& c : rates) {
     av->SetVolUpDownRate(c[0], c[1]);
-    EXPECT_EQ(av->GetUpRate(), c[2]) << c[0];
-    EXPECT_EQ(av->GetDownRate(), c[3]) << c[1];
-    EXPECT_EQ(av->GetHalfDownRate(), c[4]) << c[1];  // the half rate floors
+    EXPECT_EQ(av->upRate_, c[2]) << c[0];
+    EXPECT_EQ(av->downRate_, c[3]) << c[1];
+    EXPECT_EQ(av->halfDownRate_, c[4]) << c[1];  // the half rate floors
   }
   av->Reset();  // restores the default rates
-  EXPECT_EQ(av->GetUpRate(), 2097);
-  EXPECT_EQ(av->GetDownRate(), -2097);
+  EXPECT_EQ(av->upRate_, 2097);
+  EXPECT_EQ(av->downRate_, -2097);
   low->SetVolUpDownRate(0, 0);  // 196608 * 64 / 8000 = 1572.9
-  EXPECT_EQ(low->GetUpRate(), 1572);
+  EXPECT_EQ(low->upRate_, 1572);
 }
 
 // ---- Analysis input and the look-ahead delay ----------------------------------------------------
@@ -113,7 +84,7 @@ TEST(LevellerConfig, SettersTakeTheListedValues) {
 TEST(LevellerCurve, TargetGainFollowsBothLevelCurves) {
   for (int mode : {0, 1}) {
     auto av = Make(48000, mode, 75, 6000, 0);  // relative volume -16 dB
-    const int ref = av->GetReferenceLevelDb();
+    const int ref = av->referenceLevelDb_;
     // The level it aims at never falls as the input rises, and the gain
     // stays within -23 ... +30 dB.
     int previous = INT_MIN + 2;
@@ -133,7 +104,7 @@ TEST(LevellerCurve, TargetGainFollowsBothLevelCurves) {
   auto loud = Make(48000, 0, 100, 6000, 1);  // -3 dB + 43 dB clamps to 30 dB
   EXPECT_EQ(loud->Get_TargetGaindB(0), 30 * kDb);
   auto quiet = Make(48000, 0, 0, 6000, 1);  // -37 dB + 3 dB clamps to -23 dB
-  EXPECT_EQ(quiet->Get_TargetGaindB(quiet->GetReferenceLevelDb()), -23 * kDb);
+  EXPECT_EQ(quiet->Get_TargetGaindB(quiet->referenceLevelDb_), -23 * kDb);
 }
 
 TEST(LevellerProcess, MonoIsAnalysedAtSixteenTimesAndFourChannelsAreNot) {
@@ -141,32 +112,12 @@ TEST(LevellerProcess, MonoIsAnalysedAtSixteenTimesAndFourChannelsAreNot) {
   std::vector<int> mono(256), out(4 * 256), in4(4 * 256, 0);
   for (int i = 0; i < 256; ++i) mono[i] = (i * 7919) % 65536 - 32768;
   av->Process(out.data(), mono.data(), 1, 256);
-  const std::vector<int> analysed(av->GetAnalysisFrame(), av->GetAnalysisFrame() + 256);
+  const std::vector<int> analysed(av->analysis_, av->analysis_ + 256);
   for (int i = 0; i < 256; ++i) ASSERT_EQ(analysed[i], mono[i] * 16) << i;
   // Four channels: the previous analysis frame is analysed again.
   av->Process(out.data(), in4.data(), 4, 256);
-  EXPECT_EQ(std::vector<int>(av->GetAnalysisFrame(), av->GetAnalysisFrame() + 256), analysed);
-  EXPECT_EQ(av->GetFrameCount(), 2);
-}
-
-TEST(LevellerProcess, OutputIsTheInputThreeFramesLateTimesTheFramesGain) {
-  auto av = Make();
-  EXPECT_EQ(av->GetLookAhead(), 3);
-  const std::vector<int> in = SpeechLikeBursts(40 * 256, 48000, -30, 4);
-  std::vector<int> out(in.size()), gains;
-  for (size_t f = 0; f < 40; ++f) {
-    av->Process(out.data() + f * 256, const_cast<int*>(in.data()) + f * 256, 1, 256);
-    gains.push_back(av->GetOutputGain());
-  }
-  for (size_t t = 0; t < 3 * 256; ++t) ASSERT_EQ(out[t], 0) << t;
-  bool gainMoved = false;
-  for (size_t t = 3 * 256; t < out.size(); ++t) {
-    const long long product = static_cast<long long>(in[t - 768]) * gains[t / 256];
-    const long long floored = product >= 0 ? product / 262144 : -((-product + 262143) / 262144);
-    ASSERT_EQ(out[t], floored) << t;
-    gainMoved |= gains[t / 256] != 262144;
-  }
-  EXPECT_TRUE(gainMoved);
+  EXPECT_EQ(std::vector<int>(av->analysis_, av->analysis_ + 256), analysed);
+  EXPECT_EQ(av->frameCount_, 2);
 }
 
 // The band bank against one biquad at a time (IIR_Filter_2ord plus the sum
@@ -194,7 +145,7 @@ TEST(LevellerBandBank, EveryBandEqualsItsOwnBiquadBitForBit) {
       pass.energy = energy;
       leveller::RunBandBank(pass);
       for (int b = 0; b < bands; ++b) {
-        CAdaptiveVolume_S24::IIR_Filter_2ord(y.data(), x.data(), coefs.data() + b * 5, xr[b], yr[b], 256);
+        LevellerCore::IIR_Filter_2ord(y.data(), x.data(), coefs.data() + b * 5, xr[b], yr[b], 256);
         uint64_t e = 0;
         for (int v : y) e += static_cast<uint64_t>(int64_t{v} * v);
         EXPECT_EQ(energy[b], e) << bands << " bands, band " << b;
@@ -207,14 +158,14 @@ TEST(LevellerEdges, SlopeAndFramingRefuseWhatWouldOverflowOrReadPastTheInput) {
   // Slope: the widest window admitted gives the exact figure (twice the
   // ramp's slope of 1); wider ones are refused, among them those whose sum
   // of k^2 (above about 2.4 million) or loop counter (INT_MAX) overflowed.
-  const int h = CAdaptiveVolume_S24::kMaxSlopeHalfWidth;
+  const int h = LevellerCore::kMaxSlopeHalfWidth;
   std::vector<int> ramp(2 * static_cast<size_t>(h) + 1);
   for (size_t i = 0; i < ramp.size(); ++i) ramp[i] = static_cast<int>(i) - h;
   const int len = static_cast<int>(ramp.size());
-  EXPECT_EQ(CAdaptiveVolume_S24::Extract_K(ramp.data(), h, h, len), 2);
-  EXPECT_EQ(CAdaptiveVolume_S24::Extract_K(ramp.data(), h, h + 1, len), 0);
-  EXPECT_EQ(CAdaptiveVolume_S24::Extract_K(ramp.data(), h, 2500000, len), 0);
-  EXPECT_EQ(CAdaptiveVolume_S24::Extract_K(ramp.data(), h, INT_MAX, len), 0);
+  EXPECT_EQ(LevellerCore::Extract_K(ramp.data(), h, h, len), 2);
+  EXPECT_EQ(LevellerCore::Extract_K(ramp.data(), h, h + 1, len), 0);
+  EXPECT_EQ(LevellerCore::Extract_K(ramp.data(), h, 2500000, len), 0);
+  EXPECT_EQ(LevellerCore::Extract_K(ramp.data(), h, INT_MAX, len), 0);
 
   // Framing takes a sample offset; a frame that would run past the row
   // leaves the analysis frame as it was.
@@ -222,14 +173,14 @@ TEST(LevellerEdges, SlopeAndFramingRefuseWhatWouldOverflowOrReadPastTheInput) {
   std::vector<int> row(300);
   for (int i = 0; i < 300; ++i) row[i] = i + 1;
   av->Framing(row.data(), 1, 300, 44);  // the last whole frame of the row
-  EXPECT_EQ(av->GetAnalysisFrame()[0], 45 * 16);
-  EXPECT_EQ(av->GetAnalysisFrame()[255], 300 * 16);
+  EXPECT_EQ(av->analysis_[0], 45 * 16);
+  EXPECT_EQ(av->analysis_[255], 300 * 16);
   for (int offset : {45, 300, -1, INT_MAX}) {
     av->Framing(row.data(), 1, 300, offset);
-    EXPECT_EQ(av->GetAnalysisFrame()[0], 45 * 16) << offset;
+    EXPECT_EQ(av->analysis_[0], 45 * 16) << offset;
   }
   av->Framing(row.data(), 1, 200, 0);  // a row shorter than a frame
-  EXPECT_EQ(av->GetAnalysisFrame()[0], 45 * 16);
+  EXPECT_EQ(av->analysis_[0], 45 * 16);
 }
 
 // ---- Single steps --------------------------------------------------------------------------------
@@ -239,121 +190,136 @@ TEST(LevellerEdges, SlopeAndFramingRefuseWhatWouldOverflowOrReadPastTheInput) {
 // 16-entry rings are at 12, their newest nine entries 4 ... 12.
 class LevellerSteps : public ::testing::Test {
  protected:
-  CAdaptiveVolume_S24 av{48000, 32768, 1, 75, 6000, 0};
-  AdaptiveVolumeProbe p{av};
+  LevellerCore av{48000, 32768, 1, 75, 6000, 0};
 };
 
 TEST_F(LevellerSteps, EventsStartOnAPeakAboveTheGatedLevelAndEndBelowIt) {
   const int gated = 65 * kDb, base = (8 * 60 * kDb + gated) / 9;  // mean of the newest nine gated levels
-  for (int i = 4; i < 12; ++i) p.gated16()[i] = 60 * kDb;
-  p.gated16()[12] = gated;
-  p.level400()[0] = 70 * kDb;  // the 400 ms level stays above the gated one
-  p.signResetDone() = true;
+  for (int i = 4; i < 12; ++i) av.gated16_[i] = 60 * kDb;
+  av.gated16_[12] = gated;
+  av.level400_[0] = 70 * kDb;  // the 400 ms level stays above the gated one
+  av.signResetDone_ = true;
   // {hold excess, slope entry set above 3 dB (-1 none), expected count}:
   // above 15 dB counts; above 12 dB only with a steep slope among the newest nine.
   const int cases[][3] = {{15 * kDb, -1, 0}, {15 * kDb + 1, -1, 1}, {12 * kDb + 1, 3, 1}, {12 * kDb + 1, 4, 2}};
   for (const auto& c : cases) {
-    p.hold()[939] = gated + c[0];
-    if (c[1] >= 0) p.slope16()[c[1]] = 3 * kDb + 1;
-    p.UpdateEvents();
-    EXPECT_EQ(p.eventCount(), c[2]) << c[0];
-    EXPECT_EQ(p.peakExcess(), c[0]);
-    if (c[2] > 0) EXPECT_EQ(p.eventBase(), base);  // taken on the first event frame
-    if (c[2] > 0) EXPECT_FALSE(p.signResetDone());
+    av.hold_[939] = gated + c[0];
+    if (c[1] >= 0) av.slope16_[c[1]] = 3 * kDb + 1;
+    av.UpdateEvents();
+    EXPECT_EQ(av.eventCount_, c[2]) << c[0];
+    EXPECT_EQ(av.peakExcess_, c[0]);
+    if (c[2] > 0) EXPECT_EQ(av.eventBaseLevel_, base);  // taken on the first event frame
+    if (c[2] > 0) EXPECT_FALSE(av.signResetDone_);
   }
   // The hold of an older entry (936) is outside the look-ahead frames.
-  p.hold()[939] = 0;
-  p.hold()[936] = 99 * kDb;
-  p.UpdateEvents();
-  EXPECT_EQ(p.peakExcess(), -gated);
+  av.hold_[939] = 0;
+  av.hold_[936] = 99 * kDb;
+  av.UpdateEvents();
+  EXPECT_EQ(av.peakExcess_, -gated);
   // Cleared when every newest 400 ms level lies below the gated level, after
   // the increment: an event that starts and ends in one frame leaves nothing.
-  p.level400()[0] = gated - 1;
-  p.signResetDone() = true;
-  p.hold()[939] = gated + 20 * kDb;
-  p.eventCount() = 0;
-  p.UpdateEvents();
-  EXPECT_EQ(p.eventCount(), 0);
-  EXPECT_EQ(p.eventBase(), 0);
-  EXPECT_FALSE(p.signResetDone());
+  av.level400_[0] = gated - 1;
+  av.signResetDone_ = true;
+  av.hold_[939] = gated + 20 * kDb;
+  av.eventCount_ = 0;
+  av.UpdateEvents();
+  EXPECT_EQ(av.eventCount_, 0);
+  EXPECT_EQ(av.eventBaseLevel_, 0);
+  EXPECT_FALSE(av.signResetDone_);
 }
 
 TEST_F(LevellerSteps, DuringAnEventTheTargetFollowsThePeakWithABonusThatShrinksAsItRises) {
   // The look-ahead peak at the reference level (gain -4 dB), the quiet gated
   // level 30 dB below it (gain about +10 dB, the slower target): a rise of
   // less than 12 dB earns 9 dB, up to 21 dB 21 dB less the rise, then none.
-  const int ref = av.GetReferenceLevelDb();
+  const int ref = av.referenceLevelDb_;
   ASSERT_GT(ref, 30 * kDb);
-  p.gated16()[12] = ref - 30 * kDb;
-  p.hold()[939] = ref;
-  p.eventCount() = 1;
+  av.gated16_[12] = ref - 30 * kDb;
+  av.hold_[939] = ref;
+  av.eventCount_ = 1;
   const int cases[][2] = {{5, 9}, {15, 6}, {21, 0}, {25, 0}};  // {rise, bonus} in dB
   for (const auto& c : cases) {
-    p.eventBase() = ref - c[0] * kDb;
-    p.FormTarget();
-    EXPECT_EQ(av.GetTarget(), (-4 + c[1]) * kDb) << c[0];
+    av.eventBaseLevel_ = ref - c[0] * kDb;
+    av.FormTarget();
+    EXPECT_EQ(av.target_, (-4 + c[1]) * kDb) << c[0];
   }
+}
+
+TEST_F(LevellerSteps, SteadyMaterialDriftsBackOnceItsCountReachesTheRemainder) {
+  // No event, a target above 0 dB and a run of steady frames: the gain holds
+  // until the run reaches the station remainder, then drifts toward 0 dB at
+  // half speed (down from 1 or more, up from below).
+  av.target_ = 5 * kDb;
+  for (const int offset : {-1, 0, 1}) {
+    av.gainDb_ = 2 * kDb;
+    av.lowRatioCount_ = av.stationRemainder_ + offset;
+    av.MoveGainSlow();
+    EXPECT_EQ(av.gainDb_, 2 * kDb + (offset < 0 ? 0 : av.halfDownRate_)) << offset;
+  }
+  av.gainDb_ = 0;
+  av.MoveGainSlow();
+  EXPECT_EQ(av.gainDb_, av.halfUpRate_);
 }
 
 TEST_F(LevellerSteps, ShortfallShortensTheSpanThroughTheThirdMarker) {
   // The 400 ms level at the statistics end lies 35 dB below the gated level.
-  p.newestPos() = 1000;
-  p.statEndPos() = 996;
-  p.spanStartPos() = 59;
-  p.level400()[937] = 40 * kDb;
-  p.gated16()[12] = 75 * kDb;
-  p.TrackShortfall();
+  av.span_.newest = 1000;
+  av.span_.statEnd = 996;
+  av.span_.spanStart = 59;
+  av.level400_[937] = 40 * kDb;
+  av.gated16_[12] = 75 * kDb;
+  av.TrackShortfall();
   // Mean -35 dB: F = 2293760 / 1500 = 1529; allowed (65536 - 1529) * 938
   // asr 16 = 916: the marker moves to 1000 - 916 and the span follows.
-  EXPECT_EQ(p.shortfallSum(), -35LL * kDb);
-  EXPECT_EQ(p.shortfallCount(), 1);
-  EXPECT_EQ(p.lowestPos(), 996);
-  EXPECT_EQ(p.eventStartPos(), 84);
-  EXPECT_EQ(p.spanStartPos(), 84);
+  EXPECT_EQ(av.shortfallSum_, -35LL * kDb);
+  EXPECT_EQ(av.shortfallCount_, 1);
+  EXPECT_EQ(av.lowestPos_, 996);
+  EXPECT_EQ(av.span_.eventStart, 84);
+  EXPECT_EQ(av.span_.spanStart, 84);
   // While the 3 s loudness falls (fallCount > 0) only the marker moves.
-  p.fallCount() = 1;
-  p.spanStartPos() = 59;
-  p.newestPos() = 1001;
-  p.statEndPos() = 997;
-  p.level400()[937] = 39 * kDb;  // strictly lower: the lowest position moves
-  p.TrackShortfall();
+  av.fallCount_ = 1;
+  av.span_.spanStart = 59;
+  av.span_.newest = 1001;
+  av.span_.statEnd = 997;
+  av.level400_[937] = 39 * kDb;  // strictly lower: the lowest position moves
+  av.TrackShortfall();
   // Sum -71 dB over 2: F = 4653056 / 1500 = 3102; (62434 * 938) asr 16 = 893.
-  EXPECT_EQ(p.lowestPos(), 997);
-  EXPECT_EQ(p.eventStartPos(), 1001 - 893);
-  EXPECT_EQ(p.spanStartPos(), 59);
+  EXPECT_EQ(av.lowestPos_, 997);
+  EXPECT_EQ(av.span_.eventStart, 1001 - 893);
+  EXPECT_EQ(av.span_.spanStart, 59);
   // An equal level keeps the first position; a deficit beyond -70 dB counts
   // as -70 dB. Mean -47 dB: F = 9240576 / 1000 = 9240, allowed 805.
-  p.gated16()[12] = 39 * kDb + 80 * kDb;
-  p.statEndPos() = 998;
-  p.TrackShortfall();
-  EXPECT_EQ(p.lowestPos(), 997);
-  EXPECT_EQ(p.shortfallSum(), -141LL * kDb);
-  EXPECT_EQ(p.eventStartPos(), 1001 - 805);
+  av.gated16_[12] = 39 * kDb + 80 * kDb;
+  av.span_.statEnd = 998;
+  av.TrackShortfall();
+  EXPECT_EQ(av.lowestPos_, 997);
+  EXPECT_EQ(av.shortfallSum_, -141LL * kDb);
+  EXPECT_EQ(av.span_.eventStart, 1001 - 805);
   // A deficit of less than 1 dB clears the run; exactly 1 dB does not. The
   // marker never moves back.
-  p.gated16()[12] = 39 * kDb + kDb;
-  p.TrackShortfall();
-  EXPECT_EQ(p.shortfallCount(), 4);
-  p.gated16()[12] = 39 * kDb + kDb - 1;
-  p.TrackShortfall();
-  EXPECT_EQ(p.shortfallSum(), 0);
-  EXPECT_EQ(p.shortfallCount(), 0);
-  EXPECT_EQ(p.lowestPos(), 0);
-  EXPECT_EQ(p.eventStartPos(), 1001 - 805);
+  av.gated16_[12] = 39 * kDb + kDb;
+  av.TrackShortfall();
+  EXPECT_EQ(av.shortfallCount_, 4);
+  av.gated16_[12] = 39 * kDb + kDb - 1;
+  av.TrackShortfall();
+  EXPECT_EQ(av.shortfallSum_, 0);
+  EXPECT_EQ(av.shortfallCount_, 0);
+  EXPECT_EQ(av.lowestPos_, 0);
+  EXPECT_EQ(av.span_.eventStart, 1001 - 805);
   // Nor past the run's lowest level: 1504 frames back at the second step,
   // more than the 894 the mean shortfall of -34.5 dB allows.
-  p.fallCount() = 0;
-  p.eventStartPos() = p.spanStartPos() = 0;
-  p.gated16()[12] = 75 * kDb;
+  av.fallCount_ = 0;
+  av.span_.eventStart = av.span_.spanStart = 0;
+  av.gated16_[12] = 75 * kDb;
   for (const int pos : {500, 2000}) {
-    p.statEndPos() = pos;
-    p.newestPos() = pos + 4;
-    p.level400()[937] = (pos == 500 ? 40 : 41) * kDb;
-    p.TrackShortfall();
+    av.span_.statEnd = pos;
+    av.span_.newest = pos + 4;
+    av.level400_[937] = (pos == 500 ? 40 : 41) * kDb;
+    av.TrackShortfall();
   }
-  EXPECT_EQ(p.lowestPos(), 500);
-  EXPECT_EQ(p.eventStartPos(), 500);
-  EXPECT_EQ(p.spanStartPos(), 500);
+  EXPECT_EQ(av.lowestPos_, 500);
+  EXPECT_EQ(av.span_.eventStart, 500);
+  EXPECT_EQ(av.span_.spanStart, 500);
 }
 
 }  // namespace

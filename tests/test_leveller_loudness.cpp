@@ -14,7 +14,7 @@
 #include <cstdio>
 #include <vector>
 
-#include "hvtralofx/CAdaptiveVolume_S24.h"
+#include "loudness/LevellerCore.h"
 #include "support/Bs1770Meter.h"
 #include "support/LevellerSignals.h"
 
@@ -77,7 +77,7 @@ std::vector<double> Stereo(const std::vector<int>& l, const std::vector<int>& r,
     std::copy_n(r.begin() + f * kFrame, kFrame, in.begin() + kFrame);
     if (level) av.Process(res.data(), in.data(), 2, kFrame);
     for (int i = 0; i < 2 * kFrame; ++i) out[2 * (f * kFrame + i % kFrame) + i / kFrame] = (level ? res : in)[i] / 32768.0;
-    if (gains != nullptr) gains->push_back(av.GetGainDb());
+    if (gains != nullptr) gains->push_back(hvfx::AdaptiveVolumeProbe::Core(av).gainDb_);
   }
   return out;
 }

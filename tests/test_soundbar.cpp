@@ -1,7 +1,8 @@
-// The soundbar virtualizer as a block processor: matrix symmetries, the
-// complementary band split and its delays, the fades and the rebuild at the
-// silent point, refusals, layouts, the two sample widths and the per-channel
-// input gain, and the batch driver's progress and distance switching.
+// The soundbar virtualizer as a block processor, where the engine does not
+// take it (the golden vectors carry its 5.1 planar 32-bit path with the
+// fades and rebuilds): the stereo layout, interleaved blocks, the 16-bit
+// path, refusals, bypass and the per-channel input gain, and the batch
+// driver's progress and distance switching.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -17,9 +18,7 @@ namespace {
 
 constexpr uint32_t kInactive = 0xFFFFFFFFu;
 constexpr int kBlock = 128;
-constexpr int kSideDelay = 127 + 128;           // DC blocker + FIR
-constexpr int kBandDelay = 128;                 // band look-ahead given to Init
-constexpr int kMainDelay = kSideDelay + kBandDelay;
+constexpr int kBandDelay = 128;  // band look-ahead given to Init
 
 void StopFades() {
   CSoundbar4Fxd::inputFadePosition = kInactive;
@@ -64,55 +63,31 @@ std::vector<std::vector<Sample>> RunPlanar(CSoundbar4Fxd& sb, const std::vector<
 
 int Scaled(int x) { return static_cast<int>((static_cast<int64_t>(x) * CSoundbar4Fxd::kInputGain) >> 15); }
 
-TEST(Soundbar, StereoMatrixSymmetries) {
+// Stereo through the front pair alone equals 5.1 with silent centre, LFE
+// and surrounds, whose outputs carry the front pair at 32767/32768 (the
+// golden vectors pin the 5.1 path): every stereo output row in its place,
+// at both sample widths, with left and right distinct.
+template <class Sample>
+void ExpectStereoEqualsFrontOfSurround(int amplitude) {
   const size_t n = 40 * kBlock;
-  const auto x = Noise<int>(n, 1 << 20, 1);
-  std::vector<int> minus(n);
-  std::transform(x.begin(), x.end(), minus.begin(), [](int v) { return -v; });
-
-  Processor same;  // L = R: no side signal
-  auto out = RunPlanar<int>(same, {x, x});
-  EXPECT_EQ(out[0], out[1]);
-  EXPECT_EQ(out[4], out[5]);
-  EXPECT_TRUE(std::all_of(out[2].begin(), out[2].end(), [](int v) { return v == 0; }));
-  EXPECT_TRUE(std::all_of(out[3].begin(), out[3].end(), [](int v) { return v == 0; }));
-  // The bands are complementary: high + low is the mid signal, halved,
-  // delayed by the DC blocker, the FIR and the band look-ahead.
-  for (size_t i = kMainDelay; i < n; ++i)
-    ASSERT_NEAR(out[0][i] + out[4][i], Scaled(x[i - kMainDelay]) / 2, 1) << i;
-
-  // L = -R: antisymmetric pairs. The mid signal is not exactly 0 but -1 or 0
-  // (the input gain floors x and -x apart); the flooring shifts of the
-  // low-pass sections turn that residue into a small negative offset of the
-  // low band, so the pairs cancel to within a few units of a signal of
-  // about 2^18.
-  Processor opposite;
-  out = RunPlanar<int>(opposite, {x, minus});
-  int64_t energy = 0;
-  int worst = 0;
+  const std::vector<Sample> left = Noise<Sample>(n, amplitude, 1), right = Noise<Sample>(n, amplitude / 3, 2);
+  const std::vector<Sample> silent(n);
+  Processor stereo, surround;
+  const auto outStereo = RunPlanar<Sample>(stereo, {left, right});
+  const auto outSurround = RunPlanar<Sample>(surround, {left, right, silent, silent, silent, silent});
+  int64_t difference = 0;
   for (size_t i = 0; i < n; ++i) {
-    worst = std::max({worst, std::abs(out[1][i] + out[0][i]), std::abs(out[5][i] + out[4][i])});
-    energy += static_cast<int64_t>(out[0][i]) * out[0][i] / 1024;
+    for (int c = 0; c < 6; ++c)
+      ASSERT_EQ(outSurround[c][i], static_cast<Sample>((static_cast<int64_t>(outStereo[c][i]) * 32767) >> 15))
+          << c << " " << i;
+    difference += std::abs(outStereo[0][i] - outStereo[1][i]);
   }
-  EXPECT_LE(worst, 8);
-  EXPECT_GT(energy, 0);
+  EXPECT_GT(difference, static_cast<int64_t>(n) * amplitude / 64);  // rows 0 and 1 differ: a swap shows
 }
 
-TEST(Soundbar, SurroundPassThroughDelaysAndFullScale) {
-  const size_t n = 30 * kBlock;
-  std::vector<std::vector<int>> rows;
-  for (unsigned c = 0; c < 6; ++c) rows.push_back(Noise<int>(n, (1 << 22) - 1, 10 + c));
-  Processor sb;
-  const auto out = RunPlanar<int>(sb, rows);
-  // Centre and LFE lag by the side chain's delay only, not the band split.
-  for (size_t i = 0; i < n; ++i) {
-    ASSERT_EQ(out[2][i], i < kSideDelay ? 0 : Scaled(rows[2][i - kSideDelay])) << i;
-    ASSERT_EQ(out[3][i], i < kSideDelay ? 0 : Scaled(rows[3][i - kSideDelay])) << i;
-  }
-  // Full-scale quarter-domain input (the engine's scale) stays far from
-  // wrapping: every output within the input's range.
-  for (int c : {0, 1, 4, 5})
-    for (int v : out[c]) ASSERT_LT(std::abs(v), 1 << 22);
+TEST(Soundbar, StereoIsTheFrontPairOfTheSurroundLayout) {
+  ExpectStereoEqualsFrontOfSurround<int>(1 << 20);
+  ExpectStereoEqualsFrontOfSurround<short>(32767);
 }
 
 TEST(Soundbar, PlanarAndInterleavedAgree) {
@@ -148,27 +123,6 @@ TEST(Soundbar, SixteenBitPathMatchesThirtyTwoBitPath) {
   const auto outWide = RunPlanar<int>(a, wide);
   const auto outNarrow = RunPlanar<short>(b, narrow);
   for (int c = 0; c < 6; ++c) EXPECT_TRUE(std::equal(outWide[c].begin(), outWide[c].end(), outNarrow[c].begin())) << c;
-}
-
-TEST(Soundbar, DistanceChangeRebuildsAtTheSilentPoint) {
-  Processor sb(48000, 50, 1);
-  std::vector<int> in(6 * kBlock), out(6 * kBlock);
-  sb.SetDistance(30);
-  EXPECT_EQ(sb.Distance(), 30);
-  EXPECT_EQ(CSoundbar4Fxd::inputFadePosition, 0u);
-  for (int block = 1; block <= 13; ++block) {
-    std::fill(in.begin(), in.end(), 1 << 16);
-    sb.Process(in.data(), kBlock, 6, out.data(), kBlock, 6, 0);
-    // The output fade restarts only with the rebuild, in the twelfth block
-    // (input fade position 1408 -> 1536).
-    const uint32_t expectOut = block < 12 ? kInactive : static_cast<uint32_t>((block - 11) * kBlock);
-    ASSERT_EQ(CSoundbar4Fxd::outputFadePosition, expectOut) << block;
-    if (block == 12)  // the faded input reaches silence at its end
-      for (int c = 0; c < 6; ++c)
-        for (int i = kBlock - 3; i < kBlock; ++i) EXPECT_EQ(in[c * kBlock + i], 0);
-  }
-  EXPECT_EQ(CSoundbar4Fxd::inputFadePosition, 13u * kBlock);
-  StopFades();
 }
 
 TEST(Soundbar, RefusalsAndOtherChannelCounts) {

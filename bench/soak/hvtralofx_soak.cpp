@@ -28,8 +28,8 @@
 #include <fstream>
 #include <string>
 
-#include "hvtralofx/CAdaptiveVolume_S24.h"
 #include "hvtralofx/CDynamicRangeControl.h"
+#include "loudness/LevellerCore.h"
 #include "tests/support/ChainScenario.h"
 
 namespace {
@@ -46,7 +46,8 @@ long ResidentKb() {
 
 bool GainsInRange(std::string& why) {
   if (ptr_AdaV != nullptr) {
-    const int g = ptr_AdaV->GetGainDb(), out = ptr_AdaV->GetOutputGain();
+    const hvfx::LevellerCore& av = hvfx::AdaptiveVolumeProbe::Core(*ptr_AdaV);
+    const int g = av.gainDb_, out = av.outputGain_;
     if (g < CAdaptiveVolume_S24::kMinTargetDb || g > CAdaptiveVolume_S24::kMaxTargetDb || out <= 0)
       return why = "leveller gain " + std::to_string(g) + " / " + std::to_string(out), false;
   }

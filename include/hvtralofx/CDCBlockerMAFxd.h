@@ -52,7 +52,8 @@ class HVFX_API CDCBlockerMAFxd {
 
  private:
   template <class In, class Out, class Acc>
-  void Run(const In* in, Out* out, int n, Acc (&history)[kStageCount][kWindowLength], Acc (&sum)[kStageCount]);
+  HVFX_LOCAL void Run(const In* in, Out* out, int n, Acc (&history)[kStageCount][kWindowLength],
+                      Acc (&sum)[kStageCount]);
 
   int32_t inShift = 0;
   int32_t outShift = 0;

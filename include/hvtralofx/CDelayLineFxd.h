@@ -64,7 +64,7 @@ class HVFX_API CDelayLineFxd {
 
  private:
   template <class Sample>
-  int Run(Sample* in, Sample* out, int n, int channels, Sample** lines, Sample* scratch, bool ring);
+  HVFX_LOCAL int Run(Sample* in, Sample* out, int n, int channels, Sample** lines, Sample* scratch, bool ring);
 
   int32_t reserved = 0;
   int32_t channelCount = 0;

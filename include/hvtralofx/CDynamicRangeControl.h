@@ -106,7 +106,7 @@ class HVFX_API CDynamicRangeControl {
 
  private:
   bool ValidChannel(int ch) const { return ch >= 0 && ch < kMaxChannels && ch < channels_; }
-  void FreeBuffers();
+  HVFX_LOCAL void FreeBuffers();
 
   int channels_;
   int blockLength_;

@@ -47,7 +47,7 @@ class HVFX_API CFIRFxd {
 
  private:
   template <class Sample>
-  int FilterBlock(const Sample* in, Sample* out, int n, int channels);
+  HVFX_LOCAL int FilterBlock(const Sample* in, Sample* out, int n, int channels);
 
   int inputScale = 0;    // subtracted from the output shift; always 0
   int channelCount = 0;  // K

@@ -84,18 +84,18 @@ class HVFX_API CFiltFiltFxd {
 
  private:
   template <class Sample>
-  int FilterBlock(const Sample* in, Sample* out, int n, int channels);
+  HVFX_LOCAL int FilterBlock(const Sample* in, Sample* out, int n, int channels);
   // Channel c's reversed work signal for a block of n: the block reversed,
   // then the previous block's last L samples reversed.
   template <class Sample>
-  void PrepareReversed(int c, const Sample* x, int n);
+  HVFX_LOCAL void PrepareReversed(int c, const Sample* x, int n);
   template <class Sample>
-  void CheckedCascade(Sample* in, Sample* out, int n, const short* sos, const short* sosQ, const short* gain,
-                      const short* gainQ, int* state, int nsos);
+  HVFX_LOCAL void CheckedCascade(Sample* in, Sample* out, int n, const short* sos, const short* sosQ,
+                                 const short* gain, const short* gainQ, int* state, int nsos);
   template <class In, class Out>
-  void RunCascade(const In* in, Out* out, int n, const short* sos, const short* sosQ, const short* gain,
-                  const short* gainQ, int* state, int nsos);
-  void RescaleSections();
+  HVFX_LOCAL void RunCascade(const In* in, Out* out, int n, const short* sos, const short* sosQ, const short* gain,
+                             const short* gainQ, int* state, int nsos);
+  HVFX_LOCAL void RescaleSections();
 
   int maxBlock = 0;
   int channelCount = 0;

@@ -110,10 +110,10 @@ class HVFX_API CHVAudioEQ_Ts {
 
  private:
   // Section gain for gainDb (limited to 20 dB) in Q19, G - 1 with the dry path.
-  int SectionGainQ19(int gainDb) const;
+  HVFX_LOCAL int SectionGainQ19(int gainDb) const;
   // Coefficients c (pole) and k (gain) of the low or high shelf, or false
   // when the design angle falls outside the table.
-  bool DesignShelf(bool lowShelf, int freqHz, int gainDb, int& cQ22, int& kQ22) const;
+  HVFX_LOCAL bool DesignShelf(bool lowShelf, int freqHz, int gainDb, int& cQ22, int& kQ22) const;
   // Runs one channel (0 or 1) through the enabled sections.
-  void ProcessChannel(int channel, int* out, const int* in, int stride, int frames);
+  HVFX_LOCAL void ProcessChannel(int channel, int* out, const int* in, int stride, int frames);
 };

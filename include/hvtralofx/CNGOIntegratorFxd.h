@@ -43,7 +43,7 @@ class HVFX_API CNGOIntegratorFxd {
 
  private:
   template <class Sample>
-  void Run(const Sample* in, Sample* out, int n);
+  HVFX_LOCAL void Run(const Sample* in, Sample* out, int n);
 
   int32_t inShift = 0;
   int32_t outShiftAdjust = 0;

@@ -171,32 +171,39 @@ class HVFX_API CSoundbar4Fxd {
   int Angle() const { return angle.load(std::memory_order_relaxed); }
 
  private:
+  // Private helpers are kept out of the exported symbols (HVFX_LOCAL).
   template <class Sample>
   struct WorkBuffers;
   template <class Sample>
-  int ProcessBlock(Sample* in, int frames, int inChannels, Sample* out, int outChannelStride, int outFrameStride,
-                   int interleaved);
+  struct BlockIo;
   template <class Sample>
-  int BypassBlock(Sample* in, int frames, int inChannels, Sample* out, int outChannelStride, int outFrameStride,
-                  int interleaved);
+  HVFX_LOCAL int ProcessBlock(Sample* in, int frames, int inChannels, Sample* out, int outChannelStride,
+                              int outFrameStride, int interleaved);
+  // The two layouts of ProcessBlock, after the input gain and fade.
   template <class Sample>
-  void FadeInput(Sample* buf, int frames, int channels, int interleaved);
+  HVFX_LOCAL void ProcessStereo(BlockIo<Sample> io, const WorkBuffers<Sample>& w);
   template <class Sample>
-  void FadeOutput(Sample* buf, int frames, int channels, int interleaved);
+  HVFX_LOCAL void ProcessSurround(BlockIo<Sample> io, const WorkBuffers<Sample>& w);
   template <class Sample>
-  void ConditionSide(Sample* mid, Sample* side, int frames, bool front, int* wide);
+  HVFX_LOCAL int BypassBlock(Sample* in, int frames, int inChannels, Sample* out, int outChannelStride,
+                             int outFrameStride, int interleaved);
   template <class Sample>
-  void SplitBands(Sample* mid, Sample* side, int frames, bool front, Sample* const* bands);
-  // SplitBands of the front pair and, with `surround`, of the surround pair;
+  HVFX_LOCAL void FadeInput(Sample* buf, int frames, int channels, int interleaved);
+  template <class Sample>
+  HVFX_LOCAL void FadeOutput(Sample* buf, int frames, int channels, int interleaved);
+  template <class Sample>
+  HVFX_LOCAL void ConditionSide(Sample* mid, Sample* side, int frames, bool front, int* wide);
+  template <class Sample>
+  HVFX_LOCAL void SplitBands(Sample* mid, Sample* side, int frames, bool front, Sample* const* bands);
+  // SplitBands of the front pair and, with pairs = 2, of the surround pair;
   // the 32-bit path runs their low-pass filters side by side.
   template <class Sample>
-  void SplitBandPairs(Sample* const* mids, Sample* const* sides, int frames, bool surround,
-                      Sample* const* const* bands);
+  HVFX_LOCAL void SplitBandPairs(const WorkBuffers<Sample>& w, int frames, int pairs);
   template <class Sample>
-  int RunBatch(Sample* in, int totalFrames, int inChannels, Sample* out, int outFrameStride, int interleaved,
-               int bypass, bool changeDistance);
-  bool Accepts(const void* in, int frames, int inChannels, const void* out, int outChannelStride,
-               int outFrameStride, int interleaved) const;
+  HVFX_LOCAL int RunBatch(Sample* in, int totalFrames, int inChannels, Sample* out, int outFrameStride,
+                          int interleaved, int bypass, bool changeDistance);
+  HVFX_LOCAL bool Accepts(const void* in, int frames, int inChannels, const void* out, int outChannelStride,
+                          int outFrameStride, int interleaved) const;
 
   int32_t initialized = 0;
   int32_t sampleRate = 0;

@@ -2,12 +2,13 @@
 
 import json
 import os
+import shutil
 import subprocess
 
 import numpy as np
 
 import hvtralofx
-from conftest import read16, render, run
+from conftest import TOOLS, read16, render, run
 from test_render import TUNING
 
 
@@ -20,16 +21,16 @@ def test_binding_equals_renderer_bit_for_bit(media, tmp_path):
         np.testing.assert_array_equal(y, read16(out), name)
 
 
-def test_defaults_match_the_renderer(tmp_path):
-    render("--save-preset", tmp_path / "d.json")
-    assert json.loads((tmp_path / "d.json").read_text()) == hvtralofx.default_settings()
-
-
 def test_mono_shape_and_raw_timing():
     x = np.zeros(3000, np.int16)
     x[0] = 10000
     raw = hvtralofx.process(x, 48000, {"autolevel": {"enable": False}, "eq": {"enable": True}}, align=False)
     assert raw.shape == x.shape and np.argmax(np.abs(raw)) == 1024  # equalizer + limiter: a block each
+
+
+def test_defaults_match_the_renderer(tmp_path):
+    render("--save-preset", tmp_path / "d.json")
+    assert json.loads((tmp_path / "d.json").read_text()) == hvtralofx.default_settings()
 
 
 def test_installed_tools(tmp_path):
@@ -40,8 +41,14 @@ def test_installed_tools(tmp_path):
     r = subprocess.run([prefix / "bin" / "hvtralo-plot", "lfe", "-o", tmp_path / "lfe.png"], env=env,
                        capture_output=True, text=True)
     assert r.returncode == 0 and (tmp_path / "lfe.png").exists(), r.stderr
-    code = "import hvtralofx; print(hvtralofx.library().path)"
-    site = next(prefix.glob("lib/python3*/dist-packages"))
-    r = subprocess.run(["/usr/bin/python3", "-c", code], env=dict(env, PYTHONPATH=str(site)),
-                       capture_output=True, text=True, cwd=tmp_path)
-    assert r.stdout.startswith(str(prefix)), r.stdout + r.stderr
+    # The package installed by pip finds the installed libraries through HVTRALOFX_LIBRARY.
+    source = shutil.copytree(os.path.join(TOOLS, "python"), tmp_path / "src", ignore=shutil.ignore_patterns("*cache*"))
+    run("/usr/bin/python3", "-m", "pip", "install", "-q", "--no-build-isolation", "--no-deps", "--target",
+        tmp_path / "pip", source)
+    code = "import hvtralofx, importlib.metadata as m; print(hvtralofx.library().path)"
+    version = run(prefix / "bin" / "hvtralo-render", "--version").stdout.split()[-1]
+    for site, lib in ((next(prefix.glob("lib/python3*/dist-packages")), {}),
+                      (tmp_path / "pip", {"HVTRALOFX_LIBRARY": str(next(prefix.glob("lib*/libhvtralofx.so")))})):
+        r = subprocess.run(["/usr/bin/python3", "-c", code + ("; print(m.version('hvtralofx'))" if lib else "")],
+                           env=dict(env, PYTHONPATH=str(site), **lib), capture_output=True, text=True, cwd=tmp_path)
+        assert r.stdout.startswith(str(prefix)) and (not lib or r.stdout.split()[-1] == version), r.stdout + r.stderr

@@ -1,14 +1,15 @@
 #include "AudioFile.h"
 
-#include <sndfile.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cmath>
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
+#include <sstream>
 #include <stdexcept>
 
 namespace hvrender {
@@ -22,37 +23,110 @@ short RoundTo16(double x) {
   return static_cast<short>(v > 32767.0 ? 32767.0 : (v < -32768.0 ? -32768.0 : v));
 }
 
+// Bytes of audio the header announces and the file holds, from libsndfile's
+// log of the header ("data : 576000 (should be 100000)"); 0, 0 when they agree.
+// A size of 0 or 0xFFFFFFFF is the mark of a stream written without knowing
+// its length, not a promise.
+std::pair<long long, long long> AnnouncedAndHeld(SNDFILE* f) {
+  char log[8192] = {};
+  sf_command(f, SFC_GET_LOG_INFO, log, sizeof log);
+  std::istringstream lines(log);
+  for (std::string line; std::getline(lines, line);) {
+    if (line.rfind("data ", 0) != 0 && line.rfind("SSND ", 0) != 0) continue;
+    long long announced = 0, held = 0;
+    if (std::sscanf(line.c_str() + 4, " : %lld (should be %lld)", &announced, &held) == 2 && held < announced &&
+        announced != 0xFFFFFFFFll)
+      return {announced, held};
+  }
+  return {0, 0};
+}
+
+class FileSource : public Source {
+ public:
+  FileSource(SNDFILE* f, const SF_INFO& info) : f_(f) {
+    sampleRate = info.samplerate;
+    channels = info.channels;
+    format = info.format;
+    const bool known = info.frames > 0 && info.frames < SF_COUNT_MAX / 2;
+    frames = known ? info.frames : -1;
+    const auto [announced, held] = AnnouncedAndHeld(f);
+    if (held > 0 && known) missingFrames = static_cast<long long>(
+        static_cast<double>(info.frames) * static_cast<double>(announced - held) / static_cast<double>(held));
+    if (!IsPcm16(format)) sf_command(f, SFC_SET_NORM_DOUBLE, nullptr, SF_TRUE);
+  }
+  ~FileSource() override { sf_close(f_); }
+  long long Read(short* out, long long n) override {
+    if (IsPcm16(format)) return sf_readf_short(f_, out, n);
+    // Doubles carry 24- and 32-bit PCM and floats exactly; each sample is
+    // then rounded to the nearest 16-bit step (no dither), clipped at full
+    // scale.
+    d_.resize(static_cast<size_t>(n * channels));
+    const sf_count_t got = sf_readf_double(f_, d_.data(), n);
+    std::transform(d_.begin(), d_.begin() + got * channels, out, RoundTo16);
+    return got;
+  }
+ private:
+  SNDFILE* f_;
+  std::vector<double> d_;
+};
+
+class InMemory : public Source {
+ public:
+  explicit InMemory(const Audio& a) : a_(a) {
+    sampleRate = a.sampleRate;
+    channels = a.channels;
+    format = a.format;
+    frames = a.Frames();
+  }
+  long long Read(short* out, long long n) override {
+    n = std::min(n, frames - pos_);
+    std::copy_n(a_.samples.begin() + pos_ * channels, n * channels, out);
+    pos_ += n;
+    return n;
+  }
+ private:
+  const Audio& a_;
+  long long pos_ = 0;
+};
+
+std::string Lower(std::string s) {
+  std::transform(s.begin(), s.end(), s.begin(), [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+  return s;
+}
+
+// The first container libsndfile lists for this extension; 0 for none.
+int ContainerOf(const std::string& extension) {
+  int count = 0;
+  sf_command(nullptr, SFC_GET_FORMAT_MAJOR_COUNT, &count, sizeof count);
+  for (int k = 0; k < count; ++k) {
+    SF_FORMAT_INFO fi{};
+    fi.format = k;
+    sf_command(nullptr, SFC_GET_FORMAT_MAJOR, &fi, sizeof fi);
+    if (fi.extension != nullptr && Lower(extension) == fi.extension) return fi.format;
+  }
+  return 0;
+}
+
+bool Writable(int format) {
+  SF_INFO info{};
+  info.samplerate = 48000;
+  info.channels = 2;
+  info.format = format;
+  return sf_format_check(&info) != 0;
+}
+
 }  // namespace
 
-Audio ReadAudio(const std::string& path) {
+std::unique_ptr<Source> OpenAudio(const std::string& path) {
+  if (path != "-" && std::filesystem::is_directory(path)) Fail(path + ": is a folder, not an audio file");
+  if (path != "-" && !std::filesystem::exists(path)) Fail(path + ": no such file");
   SF_INFO info{};
   SNDFILE* f = sf_open(path.c_str(), SFM_READ, &info);
-  if (f == nullptr) {
-    if (!std::filesystem::exists(path)) Fail(path + ": no such file");
-    Fail(path + ": cannot read it as audio (" + sf_strerror(nullptr) + ")");
-  }
-  Audio audio;
-  audio.sampleRate = info.samplerate;
-  audio.channels = info.channels;
-  audio.format = info.format;
-  const size_t count = static_cast<size_t>(info.frames) * static_cast<size_t>(info.channels);
-  if (IsPcm16(info.format)) {
-    audio.samples.resize(count);
-    const sf_count_t got = sf_readf_short(f, audio.samples.data(), info.frames);
-    audio.samples.resize(static_cast<size_t>(got) * static_cast<size_t>(info.channels));
-  } else {
-    // Doubles carry 24- and 32-bit PCM and floats exactly; each sample is then
-    // rounded to the nearest 16-bit step (no dither), clipped at full scale.
-    sf_command(f, SFC_SET_NORM_DOUBLE, nullptr, SF_TRUE);
-    std::vector<double> d(count);
-    const sf_count_t got = sf_readf_double(f, d.data(), info.frames);
-    d.resize(static_cast<size_t>(got) * static_cast<size_t>(info.channels));
-    audio.samples.resize(d.size());
-    for (size_t i = 0; i < d.size(); ++i) audio.samples[i] = RoundTo16(d[i]);
-  }
-  sf_close(f);
-  return audio;
+  if (f == nullptr) Fail(path + ": cannot read it as audio (" + sf_strerror(nullptr) + ")");
+  return std::make_unique<FileSource>(f, info);
 }
+
+std::unique_ptr<Source> MemorySource(const Audio& audio) { return std::make_unique<InMemory>(audio); }
 
 bool IsPcm16(int format) { return (format & SF_FORMAT_SUBMASK) == SF_FORMAT_PCM_16; }
 
@@ -66,6 +140,40 @@ std::string DescribeFormat(int format) {
   std::string m = major.name ? major.name : "?";
   if (auto p = m.find(' '); p != std::string::npos) m = m.substr(0, p);  // "WAV (Microsoft)" -> "WAV"
   return m + ", " + (minor.name ? minor.name : "?");
+}
+
+int OutputFormat(const std::string& path, int inputFormat, std::string& note) {
+  const std::string ext = std::filesystem::path(path).extension().string();
+  const int inputContainer = inputFormat & SF_FORMAT_TYPEMASK;
+  int container = ext.size() > 1 ? ContainerOf(ext.substr(1)) : 0;
+  if (container == 0) {
+    container = inputContainer;
+    note = "\"" + ext + "\" names no container libsndfile writes: written as " +
+           DescribeFormat(inputFormat).substr(0, DescribeFormat(inputFormat).find(',')) + ", as the input";
+  }
+  int format = container | (inputFormat & SF_FORMAT_SUBMASK);
+  if (!Writable(format)) format = container | SF_FORMAT_PCM_16;
+  for (int k = 0; !Writable(format); ++k) {  // e.g. Ogg: its own codec
+    int count = 0;
+    sf_command(nullptr, SFC_GET_FORMAT_SUBTYPE_COUNT, &count, sizeof count);
+    if (k >= count) Fail(path + ": libsndfile cannot write that container");
+    SF_FORMAT_INFO fi{};
+    fi.format = k;
+    sf_command(nullptr, SFC_GET_FORMAT_SUBTYPE, &fi, sizeof fi);
+    format = container | fi.format;
+  }
+  if (container != inputContainer)
+    note = "the file name asks for " + DescribeFormat(format) + "; the input is " + DescribeFormat(inputFormat);
+  return format;
+}
+
+FileId IdentifyFile(const std::string& path) {
+  struct stat st {};
+  if (path == "-" ? fstat(STDIN_FILENO, &st) == 0 : stat(path.c_str(), &st) == 0) return {st.st_dev, st.st_ino, ""};
+  std::filesystem::path p(path);
+  const std::string dir = p.parent_path().empty() ? "." : p.parent_path().string();
+  if (stat(dir.c_str(), &st) != 0) return {0, 0, path};
+  return {st.st_dev, st.st_ino, p.filename().string()};
 }
 
 PendingFile::PendingFile(const std::string& target) : target_(target) {
@@ -98,17 +206,27 @@ void PendingFile::Commit() {
   committed_ = true;
 }
 
-void WriteAudio(const PendingFile& file, const Audio& audio, int format) {
+AudioSink::AudioSink(const PendingFile& file, int sampleRate, int channels, int format) {
   SF_INFO info{};
-  info.samplerate = audio.sampleRate;
-  info.channels = audio.channels;
+  info.samplerate = sampleRate;
+  info.channels = channels;
   info.format = format;
-  SNDFILE* f = sf_open(file.TempPath().c_str(), SFM_WRITE, &info);
-  if (f == nullptr) Fail("cannot write the output (" + std::string(sf_strerror(nullptr)) + ")");
-  const sf_count_t frames = audio.Frames();
-  const sf_count_t put = sf_writef_short(f, audio.samples.data(), frames);
-  const bool ok = put == frames && sf_close(f) == 0;
-  if (!ok) Fail("cannot write the output (disk full?)");
+  file_ = sf_open(file.TempPath().c_str(), SFM_WRITE, &info);
+  if (file_ == nullptr) Fail("cannot write the output (" + std::string(sf_strerror(nullptr)) + ")");
+}
+
+AudioSink::~AudioSink() {
+  if (file_ != nullptr) sf_close(file_);
+}
+
+void AudioSink::Write(const short* samples, long long frames) {
+  if (sf_writef_short(file_, samples, frames) != frames) Fail("cannot write the output (disk full?)");
+}
+
+void AudioSink::Close() {
+  const int r = sf_close(file_);
+  file_ = nullptr;
+  if (r != 0) Fail("cannot write the output (disk full?)");
 }
 
 void WriteText(const PendingFile& file, const std::string& text) {

@@ -1,6 +1,8 @@
 #include "CommandLine.h"
 
+#include <algorithm>
 #include <charconv>
+#include <filesystem>
 #include <fstream>
 #include <functional>
 #include <map>
@@ -10,6 +12,8 @@
 #include <vector>
 
 namespace hvrender {
+
+using namespace hvpreset;
 
 namespace {
 
@@ -64,32 +68,32 @@ void ForChannels(int channel, Fn fn) {
     if (channel < 0 || channel == c) fn(c);
 }
 
-void ShelfArg(const std::string& flag, const std::string& v, Shelf ChannelEq::*shelf, RenderSettings& s) {
+void ShelfArg(const std::string& flag, const std::string& v, Shelf ChannelEq::*shelf, Settings& s) {
   const auto p = Split(v);
   if (p.size() < 2 || p.size() > 3) Fail(flag + ": expected CH:DB[:HZ], not '" + v + "'");
   const int ch = ChannelArg(flag, p[0]);
   const int db = ToInt(flag, p[1]);
-  CheckEqGain(db, flag.c_str());
+  CheckRange(flag, db, kGainDb);
   const int hz = p.size() == 3 ? ToInt(flag, p[2]) : 0;
-  if (p.size() == 3) CheckFrequency(hz, flag.c_str());
+  if (p.size() == 3) CheckRange(flag, hz, kFreqHz);
   ForChannels(ch, [&](int c) {
     (s.channels[c].*shelf).gainDb = db;
     if (hz > 0) (s.channels[c].*shelf).freqHz = hz;
   });
 }
 
-void BandArg(const std::string& flag, const std::string& v, RenderSettings& s) {
+void BandArg(const std::string& flag, const std::string& v, Settings& s) {
   const auto p = Split(v);
   if (p.size() < 3 || p.size() > 5) Fail(flag + ": expected CH:BAND:DB[:HZ[:Q]], not '" + v + "'");
   const int ch = ChannelArg(flag, p[0]);
   const int band = ToInt(flag, p[1]);
   if (band < 0 || band >= kBands) Fail(flag + ": band " + p[1] + " is not 0 ... 7");
   const int db = ToInt(flag, p[2]);
-  CheckEqGain(db, flag.c_str());
+  CheckRange(flag, db, kGainDb);
   const int hz = p.size() >= 4 && !p[3].empty() ? ToInt(flag, p[3]) : 0;
-  if (hz != 0) CheckFrequency(hz, flag.c_str());
+  if (hz != 0) CheckRange(flag, hz, kFreqHz);
   const float q = p.size() == 5 ? ToFloat(flag, p[4]) : 0.0f;
-  if (p.size() == 5) CheckQ(q, flag.c_str());
+  if (p.size() == 5) CheckQ(flag, q);
   ForChannels(ch, [&](int c) {
     EqBand& b = s.channels[c].bands[band];
     b.gainDb = db;
@@ -98,35 +102,58 @@ void BandArg(const std::string& flag, const std::string& v, RenderSettings& s) {
   });
 }
 
-// The leveller flags shared by --autolevel-* and --lfe-autolevel-*.
-bool LevellerArg(const std::string& flag, const std::string& suffix, const std::string& v, Leveller& l) {
-  if (suffix.empty()) l.enable = OnOff(flag, v);
+int RangedInt(const std::string& flag, const std::string& v, Range r) {
+  const int i = ToInt(flag, v);
+  CheckRange(flag, i, r);
+  return i;
+}
+
+// The leveller flags shared by --autolevel-* and --lfe-autolevel-*; false for
+// a suffix that names none.
+bool LevellerArg(const std::string& flag, const std::string& suffix, const std::string* v, Leveller* l) {
+  static const char* const kSuffixes[] = {"", "-mode", "-volume", "-station", "-base", "-up", "-down"};
+  if (std::find(std::begin(kSuffixes), std::end(kSuffixes), suffix) == std::end(kSuffixes)) return false;
+  if (v == nullptr) return true;  // only asked whether the flag exists
+  if (suffix.empty()) l->enable = OnOff(flag, *v);
   else if (suffix == "-mode") {
-    if (v != "steep" && v != "flat") Fail(flag + ": expected steep or flat, not '" + v + "'");
-    l.mode = v == "steep" ? 1 : 0;
-  } else if (suffix == "-volume") l.relativeVolume = ToInt(flag, v);
-  else if (suffix == "-station") l.stationMs = ToInt(flag, v);
-  else if (suffix == "-base") l.baseDb = ToInt(flag, v);
-  else if (suffix == "-up") l.upRate = ToInt(flag, v);
-  else if (suffix == "-down") l.downRate = ToInt(flag, v);
-  else return false;
-  CheckLeveller(l, flag.c_str());
+    if (*v != "steep" && *v != "flat") Fail(flag + ": expected steep or flat, not '" + *v + "'");
+    l->mode = *v == "steep" ? 1 : 0;
+  } else if (suffix == "-volume") l->relativeVolume = RangedInt(flag, *v, kVolumePct);
+  else if (suffix == "-station") l->stationMs = RangedInt(flag, *v, kStationMs);
+  else if (suffix == "-base") {
+    l->baseDb = ToInt(flag, *v);
+    CheckOneOf(flag, l->baseDb, {-3, -9}, " dB");
+  } else if (suffix == "-up") l->upRate = RangedInt(flag, *v, kDbPerS);
+  else l->downRate = RangedInt(flag, *v, kDbPerS);
   return true;
 }
 
-void LoadPreset(const std::string& path, RenderSettings& s) {
+bool IsLevellerFlag(const std::string& flag, Leveller* l = nullptr, const std::string* v = nullptr) {
+  for (const std::string prefix : {"--lfe-autolevel", "--autolevel"})
+    if (flag.rfind(prefix, 0) == 0) return LevellerArg(flag, flag.substr(prefix.size()), v, l);
+  return false;
+}
+
+// Flags that take a value.
+bool TakesValue(const std::string& flag) {
+  static const char* const kFlags[] = {
+      "--preset", "--save-preset", "--report-json", "--save-input", "-o", "--output", "--master", "--limiter",
+      "--surround", "--eq", "--eq-band", "--low-shelf", "--high-shelf", "--low-shelf-switch",
+      "--high-shelf-switch", "--soundbar", "--soundbar-distance", "--soundbar-width", "--lfe-copy", "--lfe-freq",
+      "--lfe-gain"};
+  return std::find(std::begin(kFlags), std::end(kFlags), flag) != std::end(kFlags) || IsLevellerFlag(flag);
+}
+
+void LoadPreset(const std::string& path, Settings& s) {
+  if (std::filesystem::is_directory(path)) Fail(path + ": is a folder, not a preset");
   std::ifstream in(path);
   if (!in) Fail(path + ": cannot read the preset");
-  nlohmann::json j;
+  std::stringstream text;
+  text << in.rdbuf();
   try {
-    in >> j;
-  } catch (const nlohmann::json::exception& e) {
-    Fail(path + ": not valid JSON (" + std::string(e.what()) + ")");
-  }
-  try {
-    FromJson(j, s);
-  } catch (const std::runtime_error& e) {
-    Fail(path + ": " + e.what());
+    FromJson(Parse(text.str()), s);
+  } catch (const Refusal& e) {
+    throw Refusal(path + ": " + e.what());
   }
 }
 
@@ -134,7 +161,7 @@ void LoadPreset(const std::string& path, RenderSettings& s) {
 
 Options ParseCommandLine(int argc, char** argv) {
   Options o;
-  RenderSettings& s = o.settings;
+  Settings& s = o.settings;
   std::vector<std::string> positional;
   for (int i = 1; i < argc; ++i) {
     std::string arg = argv[i];
@@ -151,9 +178,12 @@ Options ParseCommandLine(int argc, char** argv) {
     if (arg == "--raw") { o.raw = true; continue; }
     if (arg == "-q" || arg == "--quiet") { o.quiet = true; continue; }
     if (arg == "--demo-51") { o.demo51 = true; continue; }
+    if (arg == "--accept-truncated") { o.acceptTruncated = true; continue; }
     std::string flag = arg, value;
-    if (auto eq = arg.find('='); eq != std::string::npos) {
-      flag = arg.substr(0, eq);
+    const auto eq = arg.find('=');
+    if (eq != std::string::npos) flag = arg.substr(0, eq);
+    if (!TakesValue(flag)) Fail(flag + ": unknown option (see --help)");
+    if (eq != std::string::npos) {
       value = arg.substr(eq + 1);
     } else {
       if (i + 1 >= argc) Fail(flag + ": needs a value (see --help)");
@@ -178,26 +208,16 @@ Options ParseCommandLine(int argc, char** argv) {
       else s.soundbar = OnOff(flag, value) ? SoundbarMode::On : SoundbarMode::Off;
     } else if (flag == "--soundbar-distance") {
       s.distanceCm = ToInt(flag, value);
-      CheckDistance(s.distanceCm);
+      CheckDistance(flag, s.distanceCm);
     } else if (flag == "--soundbar-width") {
       if (value == "wide") s.width = Width::Wide;
       else if (value == "default") s.width = Width::Default;
       else if (value == "narrow") s.width = Width::Narrow;
       else Fail(flag + ": expected wide, default or narrow, not '" + value + "'");
     } else if (flag == "--lfe-copy") s.lfeCopy = OnOff(flag, value);
-    else if (flag == "--lfe-freq") {
-      s.lfeFreqHz = ToInt(flag, value);
-      CheckLfe(s.lfeFreqHz, s.lfeGainDb);
-    } else if (flag == "--lfe-gain") {
-      s.lfeGainDb = ToInt(flag, value);
-      CheckLfe(s.lfeFreqHz, s.lfeGainDb);
-    } else if (flag.rfind("--lfe-autolevel", 0) == 0) {
-      if (!LevellerArg(flag, flag.substr(15), value, s.lfeLeveller)) Fail(flag + ": unknown flag (see --help)");
-    } else if (flag.rfind("--autolevel", 0) == 0) {
-      if (!LevellerArg(flag, flag.substr(11), value, s.autolevel)) Fail(flag + ": unknown flag (see --help)");
-    } else {
-      Fail(flag + ": unknown flag (see --help)");
-    }
+    else if (flag == "--lfe-freq") s.lfeFreqHz = RangedInt(flag, value, kFreqHz);
+    else if (flag == "--lfe-gain") s.lfeGainDb = RangedInt(flag, value, kGainDb);
+    else IsLevellerFlag(flag, flag.rfind("--lfe", 0) == 0 ? &s.lfeLeveller : &s.autolevel, &value);
   }
   if (positional.size() > 2) Fail("too many file names: give INPUT and OUTPUT at most");
   if (!positional.empty()) o.input = positional[0];
@@ -211,14 +231,25 @@ Options ParseCommandLine(int argc, char** argv) {
 const char* HelpText() {
   return R"(Usage: hvtralo-render [options] [INPUT [OUTPUT]]
 
-Renders INPUT (WAV, FLAC or anything else libsndfile reads; mono, stereo or
-5.1 at 8, 11.025, 16, 22.05, 32, 44.1 or 48 kHz) through libhvtralofx's front
-interface and writes OUTPUT in the input's container and sample format. Input
-that is not 16-bit PCM is rounded to 16 bits without dither (the library's
-sample format) and written back from those 16 bits. Without INPUT it renders a
-built-in demo programme (32 s at 48 kHz, stereo; 5.1 with --demo-51). Without
-OUTPUT it only reports. The output is time-aligned with the input and as long
-as it: the library's latency is removed and its tail flushed.
+Renders INPUT (WAV, FLAC or anything else libsndfile reads; "-" reads standard
+input; mono, stereo or 5.1 at 8, 11.025, 16, 22.05, 32, 44.1 or 48 kHz) through
+libhvtralofx's front interface and writes OUTPUT in the container its
+extension names (.wav, .flac, .aiff, ...; the input's when the extension names
+none, said in the report) and in the input's sample format where that
+container takes it. Input that is not 16-bit PCM is rounded to 16 bits without
+dither (the library's sample format) and written back from those 16 bits.
+Without INPUT it renders a built-in demo programme (32 s at 48 kHz, stereo;
+5.1 with --demo-51). Without OUTPUT it only reports. The output is
+time-aligned with the input and as long as it: the library's latency is
+removed and its tail flushed.
+
+The file is streamed: read, processed, measured (input and output in the same
+pass) and written block by block, so memory stays the same for any length.
+Nothing is overwritten by mistake: an output (audio, --report-json,
+--save-preset, --save-input) that is the input file, or the same file as
+another output, under any name or link, is refused before anything is
+written. Every file is written under a temporary name and put in place only
+when the run succeeds. Input shorter than its header announces is refused.
 
 Files and report
   -o, --output FILE            output file (same as OUTPUT)
@@ -232,6 +263,8 @@ Files and report
                                INPUT: write it and stop)
   --save-input FILE            also write the input as rendered: the demo
                                programme, or the file rounded to 16 bits (WAV)
+  --accept-truncated           render an input shorter than its header says as
+                               far as it goes, and say so
   --demo-51                    demo programme in 5.1
   -q, --quiet                  no progress bar
   -h, --help, --version
@@ -289,10 +322,23 @@ Other
                                channels 0 and 1 on part of each block
                                (default off)
 
-Settings this material cannot use (a band of channel 4 on a stereo file, the
-LFE stage on stereo) are kept and saved in presets, and have no effect; the
-report names the stages that ran. Exit status: 0 done, 1 the render failed,
-2 bad command line or preset. On failure no output file is left behind.
+Presets and these flags are checked by the preset core (libhvtralofx_preset),
+which the Python binding and hvtralo-plot share: an unknown key, a value of the
+wrong type or out of range is refused in one line naming its path, e.g.
+  eq.channels[0].bands[3].gain_db: 25 is out of range (-20 ... 20)
+and so is "soundbar": {"enable": "on"} on material other than 5.1 at 44.1 or
+48 kHz. Settings this material cannot use otherwise (a band of channel 4 on a
+stereo file, the LFE stage on stereo) are kept and saved in presets, and have
+no effect; the report names the stages that ran.
+
+The report gives loudness (EBU R128) and peaks of input and output, and says in
+one line when the loudness range rises because the output lifts quiet passages
+over the range measure's gate. Its speed line covers the whole run.
+
+Exit status: 0 done, 1 the render failed (unreadable, unsupported or
+truncated input, a write error), 2 bad command line or preset, or an output
+that would overwrite the input or another output. On failure no output file is
+left behind.
 )";
 }
 

@@ -4,25 +4,29 @@
 
 #include <string>
 
-#include "RenderSettings.h"
+#include "preset/Preset.h"
 
 namespace hvrender {
 
+using hvpreset::Settings;
+
 struct Options {
-  RenderSettings settings;
-  std::string input;       // empty: the demo programme
+  Settings settings;
+  std::string input;       // empty: the demo programme; "-": standard input
   std::string output;      // empty: report only
   std::string savePreset;  // --save-preset
   std::string reportJson;  // --report-json
-  std::string saveInput;    // --save-input
+  std::string saveInput;   // --save-input
   bool demo51 = false;
   bool raw = false;
+  bool acceptTruncated = false;
   bool quiet = false;
   bool help = false;
   bool version = false;
 };
 
-// Throws std::runtime_error with a one-line message naming the flag.
+// Throws std::runtime_error with a one-line message naming the flag (a
+// hvpreset::Refusal for a value out of range or a refused preset).
 Options ParseCommandLine(int argc, char** argv);
 
 const char* HelpText();

@@ -9,30 +9,37 @@ stream at a time::
 ``samples`` is int16, shaped (frames,) for mono or (frames, channels) for
 stereo and 5.1; the result has the same shape. Settings use the preset form of
 ``hvtralo-render --save-preset`` (any subset of it, over the renderer's
-defaults), and are handed to the library in the renderer's order, so the same
-settings give the same output bit for bit.
+defaults). They are checked and handed to the library by the preset core
+(libhvtralofx_preset), the same code the renderer uses, so the same settings
+give the same output bit for bit, and a preset the renderer refuses raises
+ValueError with the renderer's message.
 
 The library is found through, in order: the environment variable
 HVTRALOFX_LIBRARY (path of the shared library), HVTRALOFX_BUILD_DIR (a build
 tree), the installed prefix this module sits in, the build trees beside this
 source tree (build*/, most recently built first) and the system's loader path.
+The preset core is taken from beside the library (a build tree keeps it in
+preset/).
 """
 
 import copy
 import ctypes
 import ctypes.util
 import glob
+import json
 import os
+import types
 
 import numpy as np
 
-__all__ = ["library", "default_settings", "merge_settings", "configure", "process", "latency",
-           "FIXED_ATTENUATION"]
+__all__ = ["library", "default_settings", "merge_settings", "complete_settings", "check_settings", "configure",
+           "process", "latency", "FIXED_ATTENUATION"]
 
 #: Gain of every sample that does not go to the soundbar: 19661 / 32768.
 FIXED_ATTENUATION = 19661 / 32768
 
 _SONAME = "libhvtralofx.so"  # the development link to the current SONAME
+_PRESET_SONAME = "libhvtralofx_preset.so"
 _HOST_FRAMES = 1024  # frames per HVTralo_Process call, as the renderer
 _ENGINE_BLOCK = 512  # the front's engine block (nFrameSize)
 _lib = None
@@ -89,8 +96,29 @@ _PROTOTYPES = {
 }
 
 
+_PRESET_PROTOTYPES = {
+    "Check": ([ctypes.c_char_p, _I, _I, ctypes.c_char_p, ctypes.c_size_t], _I),
+    "ApplyToFront": ([ctypes.c_char_p, _I, _I, ctypes.c_char_p, ctypes.c_size_t], _I),
+    "Complete": ([ctypes.c_char_p, ctypes.c_char_p, ctypes.c_size_t, ctypes.c_char_p, ctypes.c_size_t],
+                 ctypes.c_size_t),
+}
+
+
+def _load_preset_core(path):
+    """The preset core beside the library at ``path`` (the same file the library's loader finds)."""
+    here = os.path.dirname(path)
+    for p in (os.path.join(here, _PRESET_SONAME), os.path.join(here, "preset", _PRESET_SONAME)):
+        if os.path.exists(p):
+            return ctypes.CDLL(p)
+    found = ctypes.util.find_library("hvtralofx_preset")
+    if found:
+        return ctypes.CDLL(found)
+    raise OSError("%s not found beside %s" % (_PRESET_SONAME, path))
+
+
 class _Front:
-    """The front interface's functions without their prefix: ``front.EQ_SetEnable(True)``."""
+    """The front interface's functions without their prefix: ``front.EQ_SetEnable(True)``;
+    the preset core's as ``front.preset.Check`` etc."""
 
     def __init__(self, cdll):
         self.path = cdll._name
@@ -98,6 +126,12 @@ class _Front:
             fn = getattr(cdll, "HVTralo_" + name)
             fn.argtypes, fn.restype = args, _I
             setattr(self, name, fn)
+        core = _load_preset_core(self.path)
+        self.preset = types.SimpleNamespace()
+        for name, (args, result) in _PRESET_PROTOTYPES.items():
+            fn = getattr(core, "HVTralo_Preset_" + name)
+            fn.argtypes, fn.restype = args, result
+            setattr(self.preset, name, fn)
         # The initialisation line goes to the Android log, on a desktop to
         # standard error: keep it out of scripts' output.
         try:
@@ -123,21 +157,34 @@ def library():
     return _lib
 
 
-def _leveller(station_ms):
-    return {"enable": True, "mode": "steep", "relative_volume_pct": 75, "station_ms": station_ms,
-            "base_db": -9, "up_db_per_s": 6, "down_db_per_s": 6}
+def _preset_call(fn, settings, *args):
+    """Calls a preset-core function with ``settings`` as JSON; ValueError carries its refusal."""
+    message = ctypes.create_string_buffer(512)
+    text = None if settings is None else json.dumps(settings).encode()
+    result = fn(text, *args, message, len(message))
+    if not result:
+        raise ValueError(message.value.decode())
+    return result
+
+
+def complete_settings(settings=None):
+    """Every setting: ``settings`` (any subset of the preset form) over the defaults, checked by the core."""
+    core = library().preset
+    size = _preset_call(core.Complete, settings, None, 0)
+    out = ctypes.create_string_buffer(size)
+    _preset_call(core.Complete, settings, out, size)
+    return json.loads(out.value.decode())
 
 
 def default_settings():
     """The renderer's defaults, in preset form (``hvtralo-render --save-preset`` writes the same)."""
-    freqs = [250, 400, 630, 1000, 1600, 2500, 4000, 6300]
-    channel = {"low_shelf": {"gain_db": -20, "freq_hz": 1000}, "high_shelf": {"gain_db": 0, "freq_hz": 8000},
-               "bands": [{"gain_db": 0, "freq_hz": f, "q": 2.0} for f in freqs]}
-    return {"master": True, "limiter": True, "surround": False, "autolevel": _leveller(5000),
-            "eq": {"enable": False, "low_shelf_enable": True, "high_shelf_enable": True,
-                   "channels": [copy.deepcopy(channel) for _ in range(6)]},
-            "soundbar": {"enable": "auto", "distance_cm": 50, "width": "wide"},
-            "lfe": {"copy": True, "freq_hz": 400, "gain_db": -12, "autolevel": _leveller(6000)}}
+    return complete_settings(None)
+
+
+def check_settings(settings, rate=0, channels=0):
+    """Raises ValueError (the core's one-line message) unless ``settings`` is a valid preset,
+    and with ``rate`` and ``channels`` one that stream can run."""
+    _preset_call(library().preset.Check, settings, rate, channels)
 
 
 def merge_settings(base, overrides):
@@ -159,57 +206,13 @@ def merge_settings(base, overrides):
     return copy.deepcopy(overrides)
 
 
-def soundbar_supported(rate, channels):
-    return channels == 6 and rate in (44100, 48000)
-
-
 def configure(rate, channels, settings=None):
-    """Initialises the front for a stream and hands it every setting, in the renderer's order.
+    """Initialises the front for a stream and hands it every setting, through the preset core.
 
-    Returns the full settings used (defaults merged with ``settings``)."""
-    s = merge_settings(default_settings(), settings)
-    f = library()
-    if f.Init(rate, channels) != 1:
-        raise ValueError("the library refused %d channels at %d Hz" % (channels, rate))
-    # Stored while released, so that the next initialisation builds the modules
-    # with them (a running soundbar would fade out, rebuild and fade in).
-    f.Release()
-    al, lfe = s["autolevel"], s["lfe"]
-    lal = lfe["autolevel"]
-
-    def params(l):
-        return (1 if l["mode"] == "steep" else 0, l["relative_volume_pct"], l["station_ms"],
-                1 if l["base_db"] == -3 else 0)
-
-    f.AutoLevel_SetParam(*params(al))
-    f.Soundbar_SetLFESVParam(*params(lal))
-    f.Soundbar_SetDistance(s["soundbar"]["distance_cm"])
-    f.Soundbar_SetAngle({"wide": 0, "default": 1, "narrow": 2}[s["soundbar"]["width"]])
-    f.Soundbar_SetLFEFreq(lfe["freq_hz"])
-    f.Soundbar_SetLFEGain(lfe["gain_db"])
-    if f.Init(rate, channels) != 1:
-        raise ValueError("the library refused %d channels at %d Hz" % (channels, rate))
-    f.AutoLevel_SetVolUpDownRate(al["up_db_per_s"], al["down_db_per_s"])
-    f.Soundbar_SetLFESVVolUpDownRate(lal["up_db_per_s"], lal["down_db_per_s"])
-    eq = s["eq"]
-    f.EQ_SetLPFEnable(eq["low_shelf_enable"])
-    f.EQ_SetHPFEnable(eq["high_shelf_enable"])
-    for c in range(min(channels, 6)):
-        ch = eq["channels"][c]
-        f.EQ_SetLPFBandGain(c, ch["low_shelf"]["gain_db"], ch["low_shelf"]["freq_hz"])
-        f.EQ_SetHPFBandGain(c, ch["high_shelf"]["gain_db"], ch["high_shelf"]["freq_hz"])
-        for b, band in enumerate(ch["bands"]):
-            f.EQ_SetBandGain(c, b, band["gain_db"], band["freq_hz"], float(band["q"]))
-    mode = s["soundbar"]["enable"]
-    f.EQ_SetEnable(eq["enable"])
-    f.AutoLevel_SetEnable(al["enable"])
-    f.DRC_SetEnable(s["limiter"])
-    f.Surround_SetEnable(s["surround"])
-    f.Soundbar_SetEnable(mode == "on" or (mode == "auto" and soundbar_supported(rate, channels)))
-    f.Soundbar_SetLFECopyEnable(lfe["copy"])
-    f.Soundbar_SetLFESVEnable(lal["enable"])
-    f.SetEnable(s["master"])
-    return s
+    Raises ValueError (the core's message) for a preset or stream it refuses. Returns the full
+    settings used (defaults merged with ``settings``)."""
+    _preset_call(library().preset.ApplyToFront, settings, rate, channels)
+    return complete_settings(settings)
 
 
 def latency():
