@@ -268,7 +268,7 @@ std::string FiltFiltProgramme() {
 // 32-bit state wraps at inShift 12, and the mixed one: separate states, one
 // position), the integrator's two widths at both rates (and a re-Init at an
 // unsupported rate, which keeps the gain), the delay line's two forms and
-// widths on two channels, in place and not.
+// widths on two channels, in place (also as a null output) and not.
 std::string SmallFiltersProgramme() {
   CDCBlockerMAFxd shared, wide;
   shared.Init(12, 4);
@@ -289,8 +289,8 @@ std::string SmallFiltersProgramme() {
     wideIntegrator.Filter(w.data() + n, w.data() + n, n);
     crc = Crc32(m, Crc32(d, Crc32(z, Crc32(v, crc))));
     lines[0].Filter(x.data(), y.data(), n, 2);
-    lines[1].Filter_v3(x.data(), x.data(), n, 2);
-    lines[2].Filter(w.data(), w.data(), n, 2);
+    lines[1].Filter_v3(x.data(), nullptr, n, 2);  // null out: in place
+    lines[2].Filter(w.data(), nullptr, n, 2);
     lines[3].Filter_v3(w.data(), v.data(), n, 2);
     return Crc32(v, Crc32(w, Crc32(y, Crc32(x, crc))));
   });
