@@ -2,20 +2,20 @@
 // and 48 kHz; mono, stereo and 5.1; each effect alone and all together;
 // settings changed mid-stream; soundbar distance and width changes; through
 // the engine interface (calls of 1024, 600 and 1448 frames) and the front;
-// and twenty-second programmes whose loudness moves between loud and quiet
+// twenty-second programmes whose loudness moves between loud and quiet
 // passages over seconds, long enough for the leveller's event, span and
 // shortfall decisions and the limiter's switch ramps; a steady passage longer
-// than the leveller's stationarity time; engine blocks of 509 and 37
-// frames (the vector kernels' tails); the front's attenuation with the master
-// switch off and on, and 5.1 through the front with the LFE leveller but not
-// the main one. Then the exported classes on the paths the chain does not
-// take: the soundbar's 16-bit and interleaved forms and its stereo input,
-// the filters' other sample widths and channel counts, the equalizer on
-// interleaved frames, and the FFT kit. The
-// chain is integer arithmetic defined to the bit, so the file holds for every
-// compiler, optimisation level, vector kernel and platform. It also carries
-// the arithmetic checks of the equalizer, leveller, limiter and soundbar
-// stages: any change of their results shows here.
+// than the leveller's stationarity time; engine blocks of 509 and 37 frames
+// (the vector kernels' tails); the front's attenuation with the master switch
+// off and on; 5.1 through the front with the LFE leveller but not the main
+// one. Then the exported classes on the paths the chain does not take: the
+// soundbar's 16-bit and interleaved forms and its stereo input, the filters'
+// other sample widths and channel counts, the equalizer on interleaved
+// frames, and the FFT kit. The chain is integer arithmetic defined to the
+// bit, so the file holds for every compiler, optimisation level, vector
+// kernel and platform. It also carries the arithmetic checks of the
+// equalizer, leveller, limiter, soundbar and filter stages: any change of
+// their results shows here (docs/mutations.md lists the faults tried).
 //
 // After a deliberate change of the output (or of the soundbar's coefficient
 // store), rewrite the file with
