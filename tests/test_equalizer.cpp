@@ -1,12 +1,12 @@
-// The equalizer class: the design's clamps, limits and refusals, and the
-// measured response of sines against the ideal sections. Its coefficients
+// The equalizer class: the design's clamps, limits and refusals, the dry
+// path, 0 dB sections and saturation. Its coefficients
 // (shelves, bands with and without the dry path, a Q so small that the
 // bandwidth angle is held) and its per-sample arithmetic, vector lanes and
 // portable loop alike, are carried bit for bit by the golden vectors
 // (test_golden, run with and without the vector kernels).
 #include <gtest/gtest.h>
 
-#include <array>
+#include <algorithm>
 #include <cmath>
 #include <cstdint>
 #include <cstring>
@@ -14,10 +14,6 @@
 #include <vector>
 
 #include "hvtralofx/CHVAudioEQ_Ts.h"
-#include "support/EqAnalytic.h"
-
-using eqtest::Kind;
-using eqtest::Section;
 
 namespace {
 
@@ -29,18 +25,14 @@ std::vector<int> Sine(double f, int fs, double amplitude, int frames) {
   return x;
 }
 
-// An equalizer with exactly the given sections (shelves off unless listed).
-CHVAudioEQ_Ts Build(int fs, const std::vector<Section>& sections, int dryPath = 1) {
-  CHVAudioEQ_Ts e(fs);
-  e.Initial(dryPath);
+// An equalizer with its shelves off and, if gainDb is not 0, band 0 at
+// 1 kHz, Q 2.
+CHVAudioEQ_Ts Band1k(int gainDb) {
+  CHVAudioEQ_Ts e(48000);
+  e.Initial(1);
   e.Tst_SetLFOption(false, 0, 0);
   e.Tst_SetHFOption(false, 0, 0);
-  int band = 0;
-  for (const Section& s : sections) {
-    if (s.kind == Kind::kLowShelf) e.Tst_SetLFOption(true, s.freqHz, s.gainDb);
-    if (s.kind == Kind::kHighShelf) e.Tst_SetHFOption(true, s.freqHz, s.gainDb);
-    if (s.kind == Kind::kBand) e.Tst_SetBPFOption(band++, true, s.freqHz, s.gainDb, static_cast<float>(s.q));
-  }
+  if (gainDb != 0) e.Tst_SetBPFOption(0, true, 1000, gainDb, 2.0f);
   return e;
 }
 
@@ -89,36 +81,10 @@ TEST(EqDesign, FrequencyClampsGainLimitAndRefusals) {
   EXPECT_TRUE(SameState(e, before));
 }
 
-// Sines through the fixed-point filter against the ideal sections (with the
-// table-quantised angles) at several frequencies, gains and Qs; the last
-// setting has no dry path, so the output is the weighted band alone.
-TEST(EqResponse, MatchesTheIdealSections) {
-  const std::vector<std::vector<Section>> settings = {
-      {{Kind::kLowShelf, 300, -10}, {Kind::kBand, 1000, 6, 2.0}, {Kind::kHighShelf, 10000, 6}},
-      {{Kind::kLowShelf, 150, 12}, {Kind::kBand, 250, 12, 4.0}, {Kind::kBand, 4000, -9, 0.7}, {Kind::kHighShelf, 4000, -8}},
-      {{Kind::kLowShelf, 200, 4}, {Kind::kBand, 630, -6, 1.0}, {Kind::kBand, 2500, 20, 8.0},
-       {Kind::kBand, 6300, 3, 2.0}, {Kind::kHighShelf, 12000, -3}},
-      {{Kind::kBand, 400, -12, 2.0}}};
-  for (int fs : {44100, 48000})
-    for (size_t i = 0; i < settings.size(); ++i) {
-      const bool dry = i + 1 < settings.size();
-      CHVAudioEQ_Ts e = Build(fs, settings[i], dry ? 1 : 0);
-      for (double f : {60.0, 180.0, 440.0, 1000.0, 2600.0, 7000.0, 15000.0}) {
-        if (!dry && f < 100) continue;  // -34 dB: the truncation noise is too large a part
-        const double amplitude = 1 << 20;
-        std::vector<int> in = Sine(f, fs, amplitude, 12000), out(in.size());
-        e.Reset();
-        e.EQProcess(out.data(), in.data(), 1, 12000);
-        const double measured = 20 * std::log10(eqtest::ToneAmplitude({out.begin(), out.end()}, f, fs, 4000) / amplitude);
-        EXPECT_NEAR(measured, eqtest::ResponseDb(settings[i], f, fs, dry), 0.02) << "fs " << fs << " f " << f << " setting " << i;
-      }
-    }
-}
-
 TEST(EqProcess, DryPathZeroDecibelSectionsAndSaturation) {
   // Every section off: output = input saturated to 24 bits.
   std::vector<int> in = {0, 1, -1, 8388607, -8388608, 9000000, -9000000, 123456, -7}, out(in.size());
-  CHVAudioEQ_Ts off = Build(48000, {});
+  CHVAudioEQ_Ts off = Band1k(0);
   off.EQProcess(out.data(), in.data(), 1, static_cast<int>(in.size()));
   EXPECT_EQ(out, (std::vector<int>{0, 1, -1, 8388607, -8388608, 8388607, -8388608, 123456, -7}));
   // Every section on at 0 dB: G - 1 = 0, nothing is added.
@@ -132,7 +98,7 @@ TEST(EqProcess, DryPathZeroDecibelSectionsAndSaturation) {
   zero.EQProcess(y.data(), noise.data(), 1, static_cast<int>(noise.size()));
   EXPECT_EQ(y, noise);
   // A +20 dB band driven near full scale clips at exactly the 24-bit limits.
-  CHVAudioEQ_Ts loud = Build(48000, {{Kind::kBand, 1000, 20, 2.0}});
+  CHVAudioEQ_Ts loud = Band1k(20);
   std::vector<int> s = Sine(1000, 48000, 4e6, 4800);
   loud.EQProcess(s.data(), s.data(), 1, 4800);
   EXPECT_EQ(*std::max_element(s.begin(), s.end()), 8388607);

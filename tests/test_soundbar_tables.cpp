@@ -1,6 +1,6 @@
-// Soundbar coefficient store and fade tables: the regularities every set
-// keeps (symmetric FIRs, front equal to surround, shared taps, what depends
-// on what) and the choice of a set. The reference values themselves (low-pass
+// Soundbar coefficient store: the regularities every set keeps (symmetric
+// FIRs, front equal to surround, shared taps, what depends on what) and the
+// choice of a set. The fade tables are walked by the golden vectors. The reference values themselves (low-pass
 // sections, last gains, gain pairs, listed taps) are asserted by the
 // generator, scripts/gen_soundbar_tables.py, whose --check run (the ctest
 // soundbar_tables_generated) also holds the committed tables to its output.
@@ -8,12 +8,9 @@
 
 #include <algorithm>
 #include <cstdint>
-#include <functional>
-#include <utility>
 #include <vector>
 
 #include "soundbar/SoundbarCoefficientSet.h"
-#include "soundbar/SoundbarFadeTables.h"
 #include "soundbar/SoundbarTables.h"
 
 namespace {
@@ -75,21 +72,6 @@ TEST(SoundbarTables, Selection) {
   for (int angle : {5, -1, 3}) EXPECT_EQ(SelectSoundbarCoefficientSet(48000, 40, angle), &At(48000, 40, 1));
   for (int rate : {32000, 0, 96000}) EXPECT_EQ(SelectSoundbarCoefficientSet(rate, 50, 1), nullptr);
   for (int d = 0; d < 5; ++d) EXPECT_EQ(&At(44100, kDistances[d], 1), &SoundbarCoefficientSets[0][d][1]);
-}
-
-// The listed entries are met by a cosine scaled by 32768 and clamped at
-// 32767; with the scale 32767 entry 512 would come out 24575.
-TEST(SoundbarTables, FadeTables) {
-  const std::pair<int, int16_t> in[] = {{0, 32767}, {512, 24576}, {768, 16384}, {1024, 8192}, {1533, 0},
-                                        {1534, 0},  {1535, 0},    {1536, 0},    {1537, 1},    {1600, 1286},
-                                        {1792, 16485}, {1900, 26543}, {2047, 32767}};
-  for (const auto& [k, v] : in) EXPECT_EQ(SoundbarInputFadeTable[k], v) << "input entry " << k;
-  const std::pair<int, int16_t> out[] = {{0, 0},      {1, 0},      {2, 1},      {256, 4834},
-                                         {512, 16434}, {768, 28005}, {1022, 32767}, {1023, 32767}};
-  for (const auto& [k, v] : out) EXPECT_EQ(SoundbarOutputFadeTable[k], v) << "output entry " << k;
-  EXPECT_TRUE(std::is_sorted(SoundbarInputFadeTable, SoundbarInputFadeTable + 1537, std::greater<>()));
-  EXPECT_TRUE(std::is_sorted(SoundbarInputFadeTable + 1536, SoundbarInputFadeTable + 2048));
-  EXPECT_TRUE(std::is_sorted(SoundbarOutputFadeTable, SoundbarOutputFadeTable + 1024));
 }
 
 }  // namespace

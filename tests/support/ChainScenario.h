@@ -11,18 +11,19 @@
 
 namespace chain {
 
-enum Effect : unsigned { kEq = 1, kLeveller = 2, kLimiter = 4, kSurround = 8, kSoundbar = 16 };
+enum Effect : unsigned { kEq = 1, kLeveller = 2, kLimiter = 4, kSurround = 8, kSoundbar = 16, kDynamicBass = 32 };
 constexpr unsigned kAllEffects = kEq | kLeveller | kLimiter | kSurround | kSoundbar;
 
 // Interleaved frames [first, first + frames) of a programme: per channel a
 // triangle wave of its own period plus noise, under an envelope that moves
-// between quiet, moderate and clipping-loud passages every 4096 frames.
-inline std::vector<short> Signal(int channels, long first, int frames) {
+// between quiet, moderate and clipping-loud passages every 4096 frames
+// (or held at `steadyLevel`, 1 ... 32767, when one is given).
+inline std::vector<short> Signal(int channels, long first, int frames, int steadyLevel = 0) {
   std::vector<short> out(static_cast<size_t>(frames) * static_cast<size_t>(channels));
   static constexpr int kLevels[] = {600, 9000, 32767, 2500, 20000, 150};
   for (int f = 0; f < frames; ++f) {
     const long t = first + f;
-    const int level = kLevels[(t / 4096) % 6];
+    const int level = steadyLevel > 0 ? steadyLevel : kLevels[(t / 4096) % 6];
     uint32_t noise = static_cast<uint32_t>(t) * 2654435761u;
     for (int c = 0; c < channels; ++c) {
       const int period = 40 + 23 * c;
@@ -72,6 +73,7 @@ inline void Configure(HVSFX_Param* p, unsigned effects) {
   HVSFX_DRC_SetEnable(p, effects & kLimiter);
   HVSFX_Surround_SetEnable(p, effects & kSurround);
   HVSFX_Soundbar_SetEnable(p, effects & kSoundbar);
+  HVSFX_DynamicBass_SetEnable(p, effects & kDynamicBass);
   HVSFX_EQ_SetBandGain(p, -1, 1, 9, 400, 1.4f);
   HVSFX_EQ_SetBandGain(p, -1, 5, -7, 2500, 0.7f);
   HVSFX_EQ_SetLPFBandGain(p, -1, 6, 150);

@@ -79,3 +79,20 @@ def test_bad_input_is_one_line_and_leaves_no_file(media, tmp_path):
         lines = r.stderr.strip().splitlines()
         assert len(lines) == 1 and words in lines[0], (args, r.stderr)
         assert not target.exists() and set(os.listdir(tmp_path)) == before, args
+
+
+
+def test_report_figures_are_the_output_files(media, tmp_path):
+    """The report's output column measures the written file: its sample peak as read back here, and, with
+    every stage off (the fixed gain 19661/32768 alone), the input's loudness 4.44 dB lower."""
+    src, out, report = media["stereo44.wav"], tmp_path / "out.wav", tmp_path / "report.json"
+    for args in (TUNING, ALL_OFF):
+        render(src, out, "--report-json", report, *args)
+        rep = json.loads(report.read_text())["loudness"]
+        for side, path in (("input", src), ("output", out)):
+            peak = np.abs(read16(path).astype(np.int32)).max() / 32768
+            assert rep[side]["sample_peak_dbfs"] == pytest.approx(20 * np.log10(peak), abs=0.006), (args, side)
+    shift = 20 * np.log10(19661 / 32768)  # rep is that of ALL_OFF now
+    assert rep["output"]["integrated_lufs"] - rep["input"]["integrated_lufs"] == pytest.approx(shift, abs=0.05)
+    pairs = [(i, o) for i, o in zip(rep["input"]["short_term_lufs"], rep["output"]["short_term_lufs"]) if i and o]
+    assert pairs and all(o - i == pytest.approx(shift, abs=0.05) for i, o in pairs)
