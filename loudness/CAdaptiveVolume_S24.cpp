@@ -10,6 +10,8 @@
 #include "LevellerBandBankInternal.h"
 
 using namespace fxp;
+using namespace hvfx;
+using namespace hvfx::leveller;
 
 namespace {
 

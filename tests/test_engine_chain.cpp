@@ -15,6 +15,8 @@
 #include "support/EngineTestBase.h"
 #include "hvtralofx/CHVAudioEQ_Ts.h"
 
+using namespace hvfx::api;  // the engine's internals
+
 namespace {
 
 class EngineChain : public EngineTestBase {

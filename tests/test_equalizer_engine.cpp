@@ -12,6 +12,8 @@
 #include "hvtralofx/HVSFX_Switches.h"
 #include "support/EqAnalytic.h"
 
+using namespace hvfx::api;  // the engine's internals
+
 using eqtest::Kind;
 using eqtest::Section;
 

@@ -18,6 +18,8 @@
 #include "support/EngineTestBase.h"
 #include "support/LevellerSignals.h"
 
+using namespace hvfx::api;  // the engine's internals
+
 namespace {
 
 constexpr int kBlock = 512;

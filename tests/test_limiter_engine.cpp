@@ -13,6 +13,8 @@
 #include "hvtralofx/CDynamicRangeControl.h"
 #include "support/EngineTestBase.h"
 
+using namespace hvfx::api;  // the engine's internals
+
 namespace {
 
 class LimiterStage : public EngineTestBase {};

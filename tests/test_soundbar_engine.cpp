@@ -17,6 +17,8 @@
 #include "hvtralofx/CSoundbar4Fxd.h"
 #include "support/EngineTestBase.h"
 
+using namespace hvfx::api;  // the engine's internals
+
 namespace {
 
 constexpr int kFrames = 512;

@@ -16,6 +16,8 @@
 #include "soundbar/SoundbarFadeTables.h"
 #include "soundbar/SoundbarTables.h"
 
+using namespace hvfx::soundbar;
+
 namespace {
 
 using Set = SoundbarCoefficientSet;
