@@ -12,6 +12,8 @@ class CHVAudioEQ_Ts;
 class CAdaptiveVolume_S24;
 class CSoundbar4Fxd;
 
+namespace hvfx::api {
+
 // Module instances; null while the engine is not initialised or while a
 // module does not exist.
 extern CDynamicRangeControl* ptr_DRC;
@@ -110,3 +112,5 @@ HVSFX_Param SnapshotRecord(const HVSFX_Param* param);
 // Carries out a requested release once no block is running (see the engine);
 // current as for EngineControlGuard.
 void SettlePendingRelease(bool wait, HVSFX_Param* current);
+
+}  // namespace hvfx::api

@@ -6,6 +6,8 @@
 
 #include "hvtralofx/HVSFX_Param.h"
 
+namespace hvfx::api {
+
 // The one engine record of the front interface, a copy of the defaults from
 // load time on.
 extern HVSFX_Param s_HVSFX_Param;
@@ -17,3 +19,5 @@ extern std::atomic<bool> s_HVTralo_Configed;
 // True after the first HVTralo_Init: later ones re-apply the stored
 // equalizer settings instead of setting the first-time defaults.
 extern bool s_HVTralo_InitOnce;
+
+}  // namespace hvfx::api

@@ -5,6 +5,8 @@
 #include "AdaVControlInternal.h"
 #include "EngineInternal.h"
 
+using namespace hvfx::api;
+
 namespace {
 
 // Calls body(leveller) when the main leveller exists. Holds the engine

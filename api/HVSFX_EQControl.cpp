@@ -5,6 +5,8 @@
 #include "hvtralofx/CHVAudioEQ_Ts.h"
 #include "EngineInternal.h"
 
+using namespace hvfx::api;
+
 namespace {
 
 // Centre frequencies the band reset restores, bands 0 ... 7 (Hz).

@@ -14,6 +14,8 @@
 
 using namespace fxp;
 
+namespace hvfx::api {
+
 CDynamicRangeControl* ptr_DRC = nullptr;
 CHVAudioEQ_Ts** ptr_EQ = nullptr;
 CHVAudioEQ_Ts* ptr_EQ_LFE = nullptr;
@@ -453,6 +455,10 @@ void EngineControlGuard::PauseBlocks() {
 // name it.
 [[gnu::noinline]] HVSFX_Param SnapshotRecord(const HVSFX_Param* param) { return *param; }
 
+}  // namespace hvfx::api
+
+using namespace hvfx::api;
+
 // ---- Engine interface --------------------------------------------------------------
 
 extern "C" int HVSFX_Init(HVSFX_Param* param) {
@@ -570,7 +576,7 @@ extern "C" int HVSFX_GetLatency(const HVSFX_Param* param, int* frames) {
 
 // ---- Internal --------------------------------------------------------------------------
 
-int ProcessModule(HVSFX_Param* param) {
+int hvfx::api::ProcessModule(HVSFX_Param* param) {
   if (param == nullptr) return 0;
   HVSFX_Param& p = *param;
   const bool soundbarRan = RunSoundbarStage(p);
@@ -584,7 +590,7 @@ int ProcessModule(HVSFX_Param* param) {
   return 1;
 }
 
-int RelaseAll(HVSFX_Param* param) {
+int hvfx::api::RelaseAll(HVSFX_Param* param) {
   if (param == nullptr) return 0;
   ReleaseModulesAndBuffers(param);
   return 1;

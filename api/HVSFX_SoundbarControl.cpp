@@ -9,6 +9,8 @@
 #include "AdaVControlInternal.h"
 #include "EngineInternal.h"
 
+using namespace hvfx::api;
+
 namespace {
 
 constexpr float kLfeBandQ = 2.0f;

@@ -2,6 +2,8 @@
 
 #include "EngineInternal.h"
 
+using namespace hvfx::api;
+
 namespace {
 
 template <typename Field>

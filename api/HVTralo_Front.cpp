@@ -15,10 +15,14 @@
 #include "hvtralofx/HVSFX_Switches.h"
 #include "hvtralofx/Version.h"
 
+namespace hvfx::api {
 HVSFX_Param s_HVSFX_Param = HVSFX_Param_Default;
 std::atomic<bool> s_HVTralo_MainSwitchEnable{false};
 std::atomic<bool> s_HVTralo_Configed{false};
 bool s_HVTralo_InitOnce = false;
+}  // namespace hvfx::api
+
+using namespace hvfx::api;
 
 namespace {
 

@@ -16,6 +16,7 @@
 #include "SoundbarFadeTables.h"
 
 using namespace fxp;
+using namespace hvfx::soundbar;
 
 std::atomic<uint32_t> CSoundbar4Fxd::inputFadePosition{0xFFFFFFFFu};
 std::atomic<uint32_t> CSoundbar4Fxd::outputFadePosition{0xFFFFFFFFu};
