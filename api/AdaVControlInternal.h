@@ -5,6 +5,8 @@
 #include <climits>
 #include <cstdint>
 
+namespace hvfx::api {
+
 // Rate steps to the leveller's slew percent: ((rate - 3) * 100) / 12,
 // truncating toward zero, computed in 64 bits so that no int overflows, and
 // held within the int range (the leveller clamps to 0 ... 100 anyway).
@@ -12,3 +14,5 @@ inline int AdaVRateToPercent(int rate) {
   const int64_t percent = (static_cast<int64_t>(rate) - 3) * 100 / 12;
   return percent > INT_MAX ? INT_MAX : (percent < INT_MIN ? INT_MIN : static_cast<int>(percent));
 }
+
+}  // namespace hvfx::api

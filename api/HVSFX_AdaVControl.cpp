@@ -3,6 +3,8 @@
 #include "AdaVControlInternal.h"
 #include "EngineOps.h"
 
+using hvfx::api::AdaVRateToPercent;
+
 namespace hvfx {
 
 int AdaV_SetParam(Engine& e, HVSFX_Param* p, int mode, int relativeVolume, int stationMs, int baseFlag) {

@@ -6,6 +6,8 @@
 #include "AdaVControlInternal.h"
 #include "EngineOps.h"
 
+using namespace hvfx::api;
+
 namespace {
 
 constexpr float kLfeBandQ = 2.0f;

@@ -2,6 +2,8 @@
 
 #include "EngineOps.h"
 
+using namespace hvfx::api;
+
 namespace {
 
 template <typename Field>

@@ -23,6 +23,8 @@
 #include "hvtralofx/CDynamicRangeControl.h"
 #include "hvtralofx/CSoundbar4Fxd.h"
 
+using namespace hvfx::api;  // the engine's internals
+
 namespace chain {
 
 constexpr int kRate = 48000;

@@ -13,11 +13,13 @@
 #include "hvtralofx/CFIRFxd.h"
 #include "hvtralofx/CFiltFiltFxd.h"
 #include "filters/FirKernelsInternal.h"
+#include "simd/SimdLevel.h"
 
 namespace {
 
 using bench::kTaps;
 using bench::HighpassTaps;
+namespace fir = hvfx::fir;
 
 template <class S>
 std::vector<S> Noise(size_t n, int amplitude) {
@@ -28,7 +30,8 @@ std::vector<S> Noise(size_t n, int amplitude) {
   return v;
 }
 
-const char* VectorName() { return fir::VectorKernelName() != nullptr ? fir::VectorKernelName() : "portable"; }
+// The level the library runs at (the vector kernels below are its kernels).
+const char* VectorName() { return hvfx::simd::ActiveLevelName(); }
 
 void PerSample(benchmark::State& state, int samplesPerIteration) {
   state.counters["per_sample"] = benchmark::Counter(static_cast<double>(samplesPerIteration),
@@ -75,12 +78,12 @@ void FirKernel(benchmark::State& state, Fn kernel) {
 void Fir32Portable(benchmark::State& state) { FirKernel<fir::RunTaps32Fn, int>(state, fir::RunTaps32Portable); }
 void Fir32Vector(benchmark::State& state) {
   state.SetLabel(VectorName());
-  FirKernel<fir::RunTaps32Fn, int>(state, fir::VectorRunTaps32());
+  FirKernel<fir::RunTaps32Fn, int>(state, fir::ActiveTapKernels().taps32);
 }
 void Fir16Portable(benchmark::State& state) { FirKernel<fir::RunTaps16Fn, short>(state, fir::RunTaps16Portable); }
 void Fir16Vector(benchmark::State& state) {
   state.SetLabel(VectorName());
-  FirKernel<fir::RunTaps16Fn, short>(state, fir::VectorRunTaps16());
+  FirKernel<fir::RunTaps16Fn, short>(state, fir::ActiveTapKernels().taps16);
 }
 
 // Low-pass of the 50 cm / 48 kHz set: two sections, L = 128.

@@ -9,6 +9,7 @@
 #include "EQLaneBankInternal.h"
 
 using namespace fxp;
+using namespace hvfx::eq;
 
 namespace {
 

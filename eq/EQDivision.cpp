@@ -4,6 +4,8 @@
 
 #include "../fixedpoint/FixedPoint.h"
 
+namespace hvfx::eq {
+
 using namespace fxp;
 
 namespace {
@@ -68,3 +70,5 @@ int EQ_Div24Get24(int num, int den, int qNum, int qDen, int qOut) {
 }
 
 int EQ_Div24Get24(int num, int den, int qOut) { return EQ_Div24Get24(num, den, 15, 15, qOut); }
+
+}  // namespace hvfx::eq

@@ -4,6 +4,8 @@
 // floating point. Internal to the library.
 #pragma once
 
+namespace hvfx::eq {
+
 // Normalises a 24-bit value in place so that its magnitude reaches bit 22 and
 // returns the shift applied as a count <= 0 (-1 per doubling):
 //   x = 0                      -> -23, x unchanged
@@ -29,3 +31,5 @@ int EQ_Div24Get24(int num, int den, int qOut);
 // 23 bits in 64-bit arithmetic, saturated to [-8388608, 8388607] and stored
 // back. Shift counts beyond +-23 act as +-23. A null pointer does nothing.
 void EQ_Shift24z(int* x, int shift);
+
+}  // namespace hvfx::eq

@@ -2,6 +2,8 @@
 
 #include "../fixedpoint/FixedPoint.h"
 
+namespace hvfx::eq {
+
 using namespace fxp;
 
 // Overflow note: each product is an exact 32 x 32 -> 64-bit product; the lane
@@ -55,10 +57,24 @@ EQLaneGroups EQGroupLanes(const EQLaneBank& bank, int lanesPerGroup) {
   return g;
 }
 
-void EQRunLanes(EQLaneBank& bank, int* out, const int* in, std::ptrdiff_t step, int frames) {
-#if defined(HVFX_HAVE_SIMD)
-  EQRunLanesVector(bank, out, in, step, frames);
-#else
-  EQRunLanesPortable(bank, out, in, step, frames);
+EQRunLanesFn EQRunLanesAt(simd::Level level) {
+  switch (level) {
+#if defined(HVFX_SIMD_SSE41)
+    case simd::Level::kSse41: return sse41::EQRunLanes;
 #endif
+#if defined(HVFX_SIMD_AVX2)
+    case simd::Level::kAvx2: return avx2::EQRunLanes;
+#endif
+#if defined(HVFX_SIMD_NEON)
+    case simd::Level::kNeon: return neon::EQRunLanes;
+#endif
+    default: return EQRunLanesPortable;
+  }
 }
+
+void EQRunLanes(EQLaneBank& bank, int* out, const int* in, std::ptrdiff_t step, int frames) {
+  static const EQRunLanesFn run = EQRunLanesAt(simd::ActiveLevel());
+  run(bank, out, in, step, frames);
+}
+
+}  // namespace hvfx::eq

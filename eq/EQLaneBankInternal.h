@@ -12,12 +12,15 @@
 // change a single bit of the result.
 #pragma once
 
-#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <utility>
 
 #include "../fixedpoint/FixedPoint.h"
+#include "../simd/SimdLevel.h"
+#include "../simd/Target.h"
+
+namespace hvfx::eq {
 
 struct EQLaneBank {
   static constexpr int kMaxBands = 10;
@@ -37,12 +40,6 @@ struct EQLaneBank {
   alignas(32) int32_t y2[kMaxLanes] = {};  // y[n-2] of each lane
 };
 
-// One output sample: Sat24((sum of the lanes' u + x * dryQ22) asr 22), the
-// sum wrapping modulo 2^64.
-inline int EQFinishSample(int64_t laneSum, int32_t x, int32_t dryQ22) {
-  return fxp::Sat24(fxp::Asr64(fxp::AddWrap64(laneSum, fxp::Mul32x32(x, dryQ22)), 22));
-}
-
 // How a vector kernel with `lanesPerGroup` lanes per register covers the
 // bank: `band` registers of bands only, then `mixed` (0 or 1) holding the
 // last bands and the first shelves, then `shelf` (0 or 1) of shelves only.
@@ -56,17 +53,37 @@ EQLaneGroups EQGroupLanes(const EQLaneBank& bank, int lanesPerGroup);
 // Runs `frames` samples, read from in[0], in[step], ... and written to
 // out[0], out[step], ... (out may equal in), through the bank and updates its
 // history. Output: (dry + sum of lanes) asr 22, saturated to 24 bits.
+using EQRunLanesFn = void (*)(EQLaneBank& bank, int* out, const int* in, std::ptrdiff_t step, int frames);
+
+// The kernel of the active level (simd/SimdLevel.h).
 void EQRunLanes(EQLaneBank& bank, int* out, const int* in, std::ptrdiff_t step, int frames);
 
-// The plain C++ loop: the reference every vector kernel matches bit for bit,
-// and the kernel on targets without one.
+// The plain C++ loop: the reference every vector kernel matches bit for bit.
 void EQRunLanesPortable(EQLaneBank& bank, int* out, const int* in, std::ptrdiff_t step, int frames);
 
-#if defined(HVFX_HAVE_SIMD)
-// The kernel of the selected instruction set (EQLaneBank_x86.cpp,
-// EQLaneBank_neon.cpp).
-void EQRunLanesVector(EQLaneBank& bank, int* out, const int* in, std::ptrdiff_t step, int frames);
-#endif
+// The vector kernels (EQLaneBank_x86.cpp once per x86 level,
+// EQLaneBank_neon.cpp); only those of the build's levels exist.
+namespace sse41 {
+void EQRunLanes(EQLaneBank& bank, int* out, const int* in, std::ptrdiff_t step, int frames);
+}
+namespace avx2 {
+void EQRunLanes(EQLaneBank& bank, int* out, const int* in, std::ptrdiff_t step, int frames);
+}
+namespace neon {
+void EQRunLanes(EQLaneBank& bank, int* out, const int* in, std::ptrdiff_t step, int frames);
+}
+
+// The kernel of a level: its vector kernel, the portable one where the build
+// has none for it. Tests compare every supported level with the portable one.
+EQRunLanesFn EQRunLanesAt(simd::Level level);
+
+inline namespace HVFX_TARGET_INLINE {
+
+// One output sample: Sat24((sum of the lanes' u + x * dryQ22) asr 22), the
+// sum wrapping modulo 2^64.
+inline int EQFinishSample(int64_t laneSum, int32_t x, int32_t dryQ22) {
+  return fxp::Sat24(fxp::Asr64(fxp::AddWrap64(laneSum, fxp::Mul32x32(x, dryQ22)), 22));
+}
 
 // ---- Vector kernels -----------------------------------------------------
 //
@@ -172,9 +189,13 @@ void EQRunGroups(EQLaneBank& bank, int* out, const int* in, std::ptrdiff_t step,
 template <class L>
 void EQRunGrouped(EQLaneBank& bank, int* out, const int* in, std::ptrdiff_t step, int frames) {
   constexpr int kMaxBandGroups = (EQLaneBank::kMaxBands + L::kLanes - 1) / L::kLanes;
-  using Run = void (*)(EQLaneBank&, int*, const int*, std::ptrdiff_t, int);
-  static constexpr auto kKernels = []<int... I>(std::integer_sequence<int, I...>) {
-    return std::array<Run, sizeof...(I)>{&EQRunGroups<L, I / 4, (I / 2) % 2, I % 2>...};
+  // A plain array (not std::array): a vector object compiles no member
+  // function of the standard library (simd/Target.h).
+  struct Kernels {
+    EQRunLanesFn run[(kMaxBandGroups + 1) * 4];
+  };
+  static constexpr Kernels kKernels = []<int... I>(std::integer_sequence<int, I...>) {
+    return Kernels{{&EQRunGroups<L, I / 4, (I / 2) % 2, I % 2>...}};
   }(std::make_integer_sequence<int, (kMaxBandGroups + 1) * 4>{});
   if (frames < 1) return;
   const EQLaneGroups g = EQGroupLanes(bank, L::kLanes);
@@ -182,5 +203,8 @@ void EQRunGrouped(EQLaneBank& bank, int* out, const int* in, std::ptrdiff_t step
     EQRunLanesPortable(bank, out, in, step, frames);
     return;
   }
-  kKernels[static_cast<std::size_t>(g.band * 4 + g.mixed * 2 + g.shelf)](bank, out, in, step, frames);
+  kKernels.run[g.band * 4 + g.mixed * 2 + g.shelf](bank, out, in, step, frames);
 }
+
+}  // inline namespace HVFX_TARGET_INLINE
+}  // namespace hvfx::eq

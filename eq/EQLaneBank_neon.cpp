@@ -4,31 +4,17 @@
 // the state the next sample multiplies.
 #include <arm_neon.h>
 
+#include "../simd/WideLanes.h"
 #include "EQLaneBankInternal.h"
 
+namespace hvfx::eq {
 namespace {
 
-struct LaneVec {
-  struct Halves {  // u of lanes 0-1 and 2-3
-    int64x2_t lo;
-    int64x2_t hi;
-  };
-  using V = int32x4_t;
-  using U = Halves;
+struct LaneVec : simd::WideLanes {
+  using U = W;  // u of lanes 0-1 and 2-3
   using S = int64x2_t;
-  static constexpr int kLanes = 4;
-  static V Load(const int32_t* p) { return vld1q_s32(p); }
   static void Store(int32_t* p, V v) { vst1q_s32(p, v); }
   static V Broadcast(int32_t x) { return vdupq_n_s32(x); }
-  static U Mul(V c, V v) { return {vmull_s32(vget_low_s32(c), vget_low_s32(v)), vmull_high_s32(c, v)}; }
-  static void Mac(U& u, V c, V v) {
-    u.lo = vmlal_s32(u.lo, vget_low_s32(c), vget_low_s32(v));
-    u.hi = vmlal_high_s32(u.hi, c, v);
-  }
-  static void Msu(U& u, V c, V v) {
-    u.lo = vmlsl_s32(u.lo, vget_low_s32(c), vget_low_s32(v));
-    u.hi = vmlsl_high_s32(u.hi, c, v);
-  }
   static V Narrow22(const U& u) { return vshrn_high_n_s64(vshrn_n_s64(u.lo, 22), u.hi, 22); }
   static S Zero() { return vdupq_n_s64(0); }
   static void AddTo(S& s, const U& u) { s = vaddq_s64(s, vaddq_s64(u.lo, u.hi)); }
@@ -56,6 +42,8 @@ struct LaneVec {
 
 }  // namespace
 
-void EQRunLanesVector(EQLaneBank& bank, int* out, const int* in, std::ptrdiff_t step, int frames) {
+void neon::EQRunLanes(EQLaneBank& bank, int* out, const int* in, std::ptrdiff_t step, int frames) {
   EQRunGrouped<LaneVec>(bank, out, in, step, frames);
 }
+
+}  // namespace hvfx::eq

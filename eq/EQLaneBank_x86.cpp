@@ -1,26 +1,22 @@
-// x86 registers for the equalizer lanes: each 64-bit vector lane is one
-// section. (v)pmuldq multiplies the low 32 bits of each 64-bit lane as signed
+// x86 registers for the equalizer lanes, compiled once for SSE4.1 and once
+// for AVX2 (simd/Target.h): each 64-bit vector lane is one section. (v)pmuldq multiplies the low 32 bits of each 64-bit lane as signed
 // values, giving the exact 64-bit products; a logical shift right by 22
 // leaves the low 32 bits of u asr 22 in each lane, which is all the next
 // product reads.
 #include <immintrin.h>
 
+#include "../simd/WideLanes.h"
 #include "EQLaneBankInternal.h"
 
+namespace hvfx::eq {
 namespace {
 
-#if defined(HVFX_SIMD_AVX2)
-struct LaneVec {
-  using V = __m256i;
-  using U = __m256i;
-  using S = __m256i;
-  static constexpr int kLanes = 4;
-  static V Load(const int32_t* p) { return _mm256_cvtepi32_epi64(_mm_loadu_si128(reinterpret_cast<const __m128i*>(p))); }
+#if defined(HVFX_TARGET_AVX2)
+struct LaneVec : simd::WideLanes {
+  using U = W;
+  using S = W;
   static void Store(int32_t* p, V v) { _mm_storeu_si128(reinterpret_cast<__m128i*>(p), Low32(v)); }
   static V Broadcast(int32_t x) { return _mm256_set1_epi32(x); }
-  static U Mul(V c, V v) { return _mm256_mul_epi32(c, v); }
-  static void Mac(U& u, V c, V v) { u = _mm256_add_epi64(u, _mm256_mul_epi32(c, v)); }
-  static void Msu(U& u, V c, V v) { u = _mm256_sub_epi64(u, _mm256_mul_epi32(c, v)); }
   static V Narrow22(U u) { return _mm256_srli_epi64(u, 22); }
   static S Zero() { return _mm256_setzero_si256(); }
   static void AddTo(S& s, U u) { s = _mm256_add_epi64(s, u); }
@@ -53,25 +49,15 @@ struct LaneVec {
       out[3 * step] = _mm_extract_epi32(y, 3);
     }
   }
-  // The low 32 bits of each 64-bit lane, packed.
-  static __m128i Low32(__m256i v) {
-    return _mm256_castsi256_si128(_mm256_permutevar8x32_epi32(v, _mm256_setr_epi32(0, 2, 4, 6, 0, 2, 4, 6)));
-  }
 };
 #else  // SSE4.1: two lanes per register
-struct LaneVec {
-  using V = __m128i;
-  using U = __m128i;
-  using S = __m128i;
-  static constexpr int kLanes = 2;
-  static V Load(const int32_t* p) { return _mm_cvtepi32_epi64(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(p))); }
+struct LaneVec : simd::WideLanes {
+  using U = W;
+  using S = W;
   static void Store(int32_t* p, V v) {
     _mm_storel_epi64(reinterpret_cast<__m128i*>(p), _mm_shuffle_epi32(v, _MM_SHUFFLE(2, 0, 2, 0)));
   }
   static V Broadcast(int32_t x) { return _mm_set1_epi32(x); }
-  static U Mul(V c, V v) { return _mm_mul_epi32(c, v); }
-  static void Mac(U& u, V c, V v) { u = _mm_add_epi64(u, _mm_mul_epi32(c, v)); }
-  static void Msu(U& u, V c, V v) { u = _mm_sub_epi64(u, _mm_mul_epi32(c, v)); }
   static V Narrow22(U u) { return _mm_srli_epi64(u, 22); }
   static S Zero() { return _mm_setzero_si128(); }
   static void AddTo(S& s, U u) { s = _mm_add_epi64(s, u); }
@@ -84,6 +70,8 @@ struct LaneVec {
 
 }  // namespace
 
-void EQRunLanesVector(EQLaneBank& bank, int* out, const int* in, std::ptrdiff_t step, int frames) {
+void HVFX_TARGET_LEVEL::EQRunLanes(EQLaneBank& bank, int* out, const int* in, std::ptrdiff_t step, int frames) {
   EQRunGrouped<LaneVec>(bank, out, in, step, frames);
 }
+
+}  // namespace hvfx::eq

@@ -14,6 +14,9 @@
 
 #include "RowTableInternal.h"
 
+using hvfx::AllocRowTable;
+using hvfx::FreeRowTable;
+
 namespace {
 
 template <class Sample>

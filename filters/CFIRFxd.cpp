@@ -20,6 +20,8 @@
 #include "FirKernelsInternal.h"
 #include "RowTableInternal.h"
 
+using namespace hvfx;
+
 namespace {
 
 // A history word as a sample of the filter's width.

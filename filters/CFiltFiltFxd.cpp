@@ -21,6 +21,9 @@
 #include "FiltFiltLanesInternal.h"
 #include "RowTableInternal.h"
 
+using hvfx::AllocRowTable;
+using hvfx::FreeRowTable;
+
 namespace {
 
 constexpr int kSectionWords = 6;  // b0 b1 b2 a0 a1 a2
@@ -297,31 +300,12 @@ void CFiltFiltFxd::PrepareReversed(int c, const Sample* x, int n) {
   for (int j = 0; j < n; ++j) rev[n - 1 - j] = x[j];
 }
 
-namespace filtfilt {
-
-bool CascadeLanesSupported(const CascadeLane* lanes, int count, int nsos) {
-#if defined(HVFX_SIMD_AVX2) || defined(HVFX_SIMD_NEON)
-  if (count < 1 || count > kMaxLanes || nsos < 1 || nsos > kMaxLaneSections) return false;
-  auto shiftFits = [](int q) { return q >= -15 && q <= 17; };  // 15 + q in 0 ... 32
-  for (int l = 0; l < count; ++l) {
-    for (int s = 0; s < nsos; ++s)
-      if (!shiftFits(lanes[l].sosQ[s])) return false;
-    if (!shiftFits(lanes[l].gainQ[nsos])) return false;
-  }
-  return true;
-#else
-  (void)lanes;
-  (void)count;
-  (void)nsos;
-  return false;
-#endif
-}
-
-}  // namespace filtfilt
-
 int CFiltFiltFxd::FilterSideBySide(CFiltFiltFxd* const* filters, int count, int* const* in, int* const* out, int n) {
+  namespace filtfilt = hvfx::filtfilt;
   if (filters == nullptr || in == nullptr || out == nullptr || count < 1) return 0;
-  bool together = count <= filtfilt::kMaxLanes;
+  // The lane kernel of the active level; one by one where it has none.
+  const filtfilt::RunCascadeLanesFn runLanes = filtfilt::ActiveCascadeLanes();
+  bool together = runLanes != nullptr && count <= filtfilt::kMaxLanes;
   for (int i = 0; i < count && together; ++i) {
     const CFiltFiltFxd* f = filters[i];
     together = f != nullptr && in[i] != nullptr && out[i] != nullptr && f->channelCount >= 1 && n >= 1 &&
@@ -342,7 +326,6 @@ int CFiltFiltFxd::FilterSideBySide(CFiltFiltFxd* const* filters, int count, int*
       if (filters[i] != nullptr) filters[i]->Filter(in[i], out[i], n, 1);
     return 0;
   }
-#if defined(HVFX_SIMD_AVX2) || defined(HVFX_SIMD_NEON)
   const int nsos = filters[0]->sectionCount;
   const int span = n + filters[0]->lookahead;
   for (int i = 0; i < count; ++i) {
@@ -350,12 +333,11 @@ int CFiltFiltFxd::FilterSideBySide(CFiltFiltFxd* const* filters, int count, int*
     ZeroRows(f.backwardState, f.channelCount, f.sectionCount * kStateWords);
     f.PrepareReversed(0, in[i], n);
   }
-  filtfilt::RunCascadeLanes(backward, count, nsos, span);
+  runLanes(backward, count, nsos, span);
   for (int i = 0; i < count; ++i) {
     CFiltFiltFxd& f = *filters[i];
     std::reverse_copy(f.backwardOut[0], f.backwardOut[0] + span, f.forwardBuf[0]);
   }
-  filtfilt::RunCascadeLanes(forward, count, nsos, n);
-#endif
+  runLanes(forward, count, nsos, n);
   return 0;
 }

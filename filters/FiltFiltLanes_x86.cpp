@@ -1,108 +1,82 @@
-// AVX2 lanes for side-by-side section cascades: each 64-bit lane is one
-// cascade. vpmuldq forms the exact products of the low 32 bits of each
-// lane; a logical shift by a per-lane count of at most 32 leaves the same
-// low 32 bits as the arithmetic shift, which is all the next products and
-// the output read.
-#include "FiltFiltLanesInternal.h"
-
-#if defined(HVFX_SIMD_AVX2)
+// x86 lanes for side-by-side section cascades, compiled once for SSE4.1 and
+// once for AVX2 (simd/Target.h); the loop is RunCascadeLanesWith
+// (FiltFiltLanesInternal.h). Each 64-bit vector lane is one cascade:
+// (v)pmuldq forms the exact products of the low 32 bits of each lane, and a
+// logical shift by a per-lane count of at most 32 leaves the same low 32
+// bits as the arithmetic shift, which is all the next products and the
+// output read. AVX2 shifts the four lanes by their own counts in one
+// vpsrlvq; SSE4.1 shifts each 64-bit half by its count and blends.
 #include <immintrin.h>
 
 #include <cstdint>
 
-namespace filtfilt {
+#include "../simd/WideLanes.h"
+#include "FiltFiltLanesInternal.h"
+
+namespace hvfx::filtfilt {
 namespace {
 
-__m256i Widen(const int32_t* v) { return _mm256_cvtepi32_epi64(_mm_load_si128(reinterpret_cast<const __m128i*>(v))); }
-__m128i Low32(__m256i v) {
-  return _mm256_castsi256_si128(_mm256_permutevar8x32_epi32(v, _mm256_setr_epi32(0, 2, 4, 6, 0, 2, 4, 6)));
-}
-
-template <int kSections>
-void Run(const CascadeLane* lanes, int count, int n) {
-  LaneTable<kSections> t(lanes, count);
-  __m256i b0[kSections], b1[kSections], b2[kSections], a1[kSections], a2[kSections], shift[kSections];
-  __m256i x1[kSections], x2[kSections], y1[kSections], y2[kSections];
-  for (int s = 0; s < kSections; ++s) {
-    b0[s] = Widen(t.coef[s][0]);
-    b1[s] = Widen(t.coef[s][1]);
-    b2[s] = Widen(t.coef[s][2]);
-    a1[s] = Widen(t.coef[s][3]);
-    a2[s] = Widen(t.coef[s][4]);
-    shift[s] = Widen(t.coef[s][5]);
-    x1[s] = Widen(t.state[s][0]);
-    x2[s] = Widen(t.state[s][1]);
-    y1[s] = Widen(t.state[s][2]);
-    y2[s] = Widen(t.state[s][3]);
+// Rows of four int32 and their 4 x 4 transpose, the same for both levels.
+struct Rows {
+  using R = __m128i;
+  static R LoadRow(const int32_t* p) { return _mm_loadu_si128(reinterpret_cast<const __m128i*>(p)); }
+  static void StoreRow(int32_t* p, R r) { _mm_storeu_si128(reinterpret_cast<__m128i*>(p), r); }
+  static void Transpose(R* r) {
+    const __m128i t0 = _mm_unpacklo_epi32(r[0], r[1]), t1 = _mm_unpacklo_epi32(r[2], r[3]);
+    const __m128i t2 = _mm_unpackhi_epi32(r[0], r[1]), t3 = _mm_unpackhi_epi32(r[2], r[3]);
+    r[0] = _mm_unpacklo_epi64(t0, t1);
+    r[1] = _mm_unpackhi_epi64(t0, t1);
+    r[2] = _mm_unpacklo_epi64(t2, t3);
+    r[3] = _mm_unpackhi_epi64(t2, t3);
   }
-  const __m256i gain = Widen(t.gain), gainShift = Widen(t.gainShift);
-  const int* const* in = t.in;
-  int* const* out = t.out;
+};
 
-  auto step = [&](__m256i x) {
-    for (int s = 0; s < kSections; ++s) {
-      __m256i acc = _mm256_add_epi64(_mm256_mul_epi32(b0[s], x), _mm256_mul_epi32(b1[s], x1[s]));
-      acc = _mm256_add_epi64(acc, _mm256_mul_epi32(b2[s], x2[s]));
-      acc = _mm256_sub_epi64(acc, _mm256_mul_epi32(a2[s], y2[s]));
-      // a1 * y[n-1] last: it closes the loop-carried chain.
-      acc = _mm256_sub_epi64(acc, _mm256_mul_epi32(a1[s], y1[s]));
-      const __m256i y = _mm256_srlv_epi64(acc, shift[s]);
-      x2[s] = x1[s];
-      x1[s] = x;
-      y2[s] = y1[s];
-      y1[s] = y;
-      x = y;
-    }
-    return Low32(_mm256_srlv_epi64(_mm256_mul_epi32(x, gain), gainShift));
+#if defined(HVFX_TARGET_AVX2)
+struct Lanes : Rows, simd::WideLanes {
+  using C = __m256i;
+  static V Widen(R r) { return _mm256_cvtepi32_epi64(r); }
+  static C Counts(const int32_t* p) { return Load(p); }
+  static V Shift(W w, C c) { return _mm256_srlv_epi64(w, c); }
+  static R Narrow(V v) { return Low32(v); }
+};
+#else  // SSE4.1: lanes 0-1 and 2-3 in two registers
+struct Lanes : Rows {
+  struct V {
+    __m128i lo, hi;
   };
-
-  int k = 0;
-  // Four samples of four lanes at a time, transposed in and out.
-  for (; k + 4 <= n; k += 4) {
-    const __m128i r0 = _mm_loadu_si128(reinterpret_cast<const __m128i*>(in[0] + k));
-    const __m128i r1 = _mm_loadu_si128(reinterpret_cast<const __m128i*>(in[1] + k));
-    const __m128i r2 = _mm_loadu_si128(reinterpret_cast<const __m128i*>(in[2] + k));
-    const __m128i r3 = _mm_loadu_si128(reinterpret_cast<const __m128i*>(in[3] + k));
-    const __m128i t0 = _mm_unpacklo_epi32(r0, r1), t1 = _mm_unpacklo_epi32(r2, r3);
-    const __m128i t2 = _mm_unpackhi_epi32(r0, r1), t3 = _mm_unpackhi_epi32(r2, r3);
-    const __m128i s0 = _mm_unpacklo_epi64(t0, t1), s1 = _mm_unpackhi_epi64(t0, t1);
-    const __m128i s2 = _mm_unpacklo_epi64(t2, t3), s3 = _mm_unpackhi_epi64(t2, t3);
-    const __m128i o0 = step(_mm256_cvtepi32_epi64(s0));
-    const __m128i o1 = step(_mm256_cvtepi32_epi64(s1));
-    const __m128i o2 = step(_mm256_cvtepi32_epi64(s2));
-    const __m128i o3 = step(_mm256_cvtepi32_epi64(s3));
-    const __m128i u0 = _mm_unpacklo_epi32(o0, o1), u1 = _mm_unpacklo_epi32(o2, o3);
-    const __m128i u2 = _mm_unpackhi_epi32(o0, o1), u3 = _mm_unpackhi_epi32(o2, o3);
-    const __m128i w[4] = {_mm_unpacklo_epi64(u0, u1), _mm_unpackhi_epi64(u0, u1), _mm_unpacklo_epi64(u2, u3),
-                          _mm_unpackhi_epi64(u2, u3)};
-    // Lanes in use only; an unused lane shadows lane 0 and is never stored.
-    for (int l = 0; l < count; ++l) _mm_storeu_si128(reinterpret_cast<__m128i*>(out[l] + k), w[l]);
+  using W = V;
+  struct C {
+    __m128i count[4];  // lane l's count in the low 64 bits of count[l]
+  };
+  static V Widen(R r) { return {_mm_cvtepi32_epi64(r), _mm_cvtepi32_epi64(_mm_srli_si128(r, 8))}; }
+  static V Load(const int32_t* p) { return Widen(_mm_load_si128(reinterpret_cast<const __m128i*>(p))); }
+  static C Counts(const int32_t* p) {
+    return {{_mm_cvtsi32_si128(p[0]), _mm_cvtsi32_si128(p[1]), _mm_cvtsi32_si128(p[2]), _mm_cvtsi32_si128(p[3])}};
   }
-  for (; k < n; ++k) {
-    const __m256i x = _mm256_setr_epi64x(in[0][k], in[1][k], in[2][k], in[3][k]);
-    alignas(16) int o[4];
-    _mm_store_si128(reinterpret_cast<__m128i*>(o), step(x));
-    for (int l = 0; l < count; ++l) out[l][k] = o[l];
+  static W Mul(V a, V b) { return {_mm_mul_epi32(a.lo, b.lo), _mm_mul_epi32(a.hi, b.hi)}; }
+  static void Mac(W& w, V a, V b) {
+    w.lo = _mm_add_epi64(w.lo, _mm_mul_epi32(a.lo, b.lo));
+    w.hi = _mm_add_epi64(w.hi, _mm_mul_epi32(a.hi, b.hi));
   }
-  for (int s = 0; s < kSections; ++s) {
-    _mm_store_si128(reinterpret_cast<__m128i*>(t.state[s][0]), Low32(x1[s]));
-    _mm_store_si128(reinterpret_cast<__m128i*>(t.state[s][1]), Low32(x2[s]));
-    _mm_store_si128(reinterpret_cast<__m128i*>(t.state[s][2]), Low32(y1[s]));
-    _mm_store_si128(reinterpret_cast<__m128i*>(t.state[s][3]), Low32(y2[s]));
+  static void Msu(W& w, V a, V b) {
+    w.lo = _mm_sub_epi64(w.lo, _mm_mul_epi32(a.lo, b.lo));
+    w.hi = _mm_sub_epi64(w.hi, _mm_mul_epi32(a.hi, b.hi));
   }
-  t.ReturnState(lanes, count);
-}
+  static V Shift(const W& w, const C& c) {
+    return {_mm_blend_epi16(_mm_srl_epi64(w.lo, c.count[0]), _mm_srl_epi64(w.lo, c.count[1]), 0xF0),
+            _mm_blend_epi16(_mm_srl_epi64(w.hi, c.count[2]), _mm_srl_epi64(w.hi, c.count[3]), 0xF0)};
+  }
+  static R Narrow(const V& v) {
+    return _mm_unpacklo_epi64(_mm_shuffle_epi32(v.lo, _MM_SHUFFLE(2, 0, 2, 0)),
+                              _mm_shuffle_epi32(v.hi, _MM_SHUFFLE(2, 0, 2, 0)));
+  }
+};
+#endif
 
 }  // namespace
 
-template <int kSections>
-void RunCascadeLanesOf(const CascadeLane* lanes, int count, int n) {
-  Run<kSections>(lanes, count, n);
+void HVFX_TARGET_LEVEL::RunCascadeLanes(const CascadeLane* lanes, int count, int nsos, int n) {
+  RunCascadeLanesWith<Lanes>(lanes, count, nsos, n);
 }
-template void RunCascadeLanesOf<1>(const CascadeLane*, int, int);
-template void RunCascadeLanesOf<2>(const CascadeLane*, int, int);
-template void RunCascadeLanesOf<3>(const CascadeLane*, int, int);
-template void RunCascadeLanesOf<4>(const CascadeLane*, int, int);
 
-}  // namespace filtfilt
-#endif
+}  // namespace hvfx::filtfilt

@@ -4,7 +4,7 @@
 // narrowing to the sample width wrap, nothing saturates.
 #include "FirKernelsInternal.h"
 
-namespace fir {
+namespace hvfx::fir {
 namespace {
 
 template <class Sample>
@@ -27,24 +27,24 @@ void RunTaps16Portable(const int16_t* hr, int tapCount, const int16_t* x, int co
   RunTapsPortable(hr, tapCount, x, count, shift, out);
 }
 
-#if defined(HVFX_HAVE_SIMD)
-RunTaps32Fn VectorRunTaps32() { return RunTaps32Vector; }
-RunTaps16Fn VectorRunTaps16() { return RunTaps16Vector; }
-#else
-RunTaps32Fn VectorRunTaps32() { return nullptr; }
-RunTaps16Fn VectorRunTaps16() { return nullptr; }
+TapKernels TapKernelsAt(simd::Level level) {
+  switch (level) {
+#if defined(HVFX_SIMD_SSE41)
+    case simd::Level::kSse41: return {sse41::RunTaps32, sse41::RunTaps16};
 #endif
-
-const char* VectorKernelName() {
 #if defined(HVFX_SIMD_AVX2)
-  return "AVX2";
-#elif defined(HVFX_SIMD_SSE41)
-  return "SSE4.1";
-#elif defined(HVFX_SIMD_NEON)
-  return "NEON";
-#else
-  return nullptr;
+    case simd::Level::kAvx2: return {avx2::RunTaps32, avx2::RunTaps16};
 #endif
+#if defined(HVFX_SIMD_NEON)
+    case simd::Level::kNeon: return {neon::RunTaps32, neon::RunTaps16};
+#endif
+    default: return {RunTaps32Portable, RunTaps16Portable};
+  }
 }
 
-}  // namespace fir
+const TapKernels& ActiveTapKernels() {
+  static const TapKernels kernels = TapKernelsAt(simd::ActiveLevel());
+  return kernels;
+}
+
+}  // namespace hvfx::fir

@@ -22,8 +22,55 @@
 #include <type_traits>
 
 #include "../fixedpoint/FixedPoint.h"
+#include "../simd/SimdLevel.h"
+#include "../simd/Target.h"
 
-namespace fir {
+namespace hvfx::fir {
+
+using RunTaps32Fn = void (*)(const int16_t* hr, int tapCount, const int32_t* x, int count, int shift, int32_t* out);
+using RunTaps16Fn = void (*)(const int16_t* hr, int tapCount, const int16_t* x, int count, int shift, int16_t* out);
+
+// The kernels of one level, for both sample widths.
+struct TapKernels {
+  RunTaps32Fn taps32;
+  RunTaps16Fn taps16;
+};
+
+// The plain C++ loops: the reference every vector kernel matches bit for
+// bit.
+void RunTaps32Portable(const int16_t* hr, int tapCount, const int32_t* x, int count, int shift, int32_t* out);
+void RunTaps16Portable(const int16_t* hr, int tapCount, const int16_t* x, int count, int shift, int16_t* out);
+
+// The vector kernels (FirKernels_x86.cpp once per x86 level,
+// FirKernels_neon.cpp); only those of the build's levels exist.
+namespace sse41 {
+void RunTaps32(const int16_t* hr, int tapCount, const int32_t* x, int count, int shift, int32_t* out);
+void RunTaps16(const int16_t* hr, int tapCount, const int16_t* x, int count, int shift, int16_t* out);
+}  // namespace sse41
+namespace avx2 {
+void RunTaps32(const int16_t* hr, int tapCount, const int32_t* x, int count, int shift, int32_t* out);
+void RunTaps16(const int16_t* hr, int tapCount, const int16_t* x, int count, int shift, int16_t* out);
+}  // namespace avx2
+namespace neon {
+void RunTaps32(const int16_t* hr, int tapCount, const int32_t* x, int count, int shift, int32_t* out);
+void RunTaps16(const int16_t* hr, int tapCount, const int16_t* x, int count, int shift, int16_t* out);
+}  // namespace neon
+
+// The kernels of a level: its vector kernels, the portable ones where the
+// build has none for it.
+TapKernels TapKernelsAt(simd::Level level);
+// The kernels of the active level (simd/SimdLevel.h), which the filter uses.
+const TapKernels& ActiveTapKernels();
+
+// The filter's kernels (one name for both sample widths).
+inline void RunTaps(const int16_t* hr, int tapCount, const int32_t* x, int count, int shift, int32_t* out) {
+  ActiveTapKernels().taps32(hr, tapCount, x, count, shift, out);
+}
+inline void RunTaps(const int16_t* hr, int tapCount, const int16_t* x, int count, int shift, int16_t* out) {
+  ActiveTapKernels().taps16(hr, tapCount, x, count, shift, out);
+}
+
+inline namespace HVFX_TARGET_INLINE {
 
 // sum_{i=from}^{to-1} hr[i] * x[i], modulo 2^64: the scalar loop of the
 // portable kernels and the leftover taps of the vector ones.
@@ -43,18 +90,6 @@ inline int32_t FinishTaps<int32_t>(int64_t acc, int shift) { return fxp::Asr64To
 template <>
 inline int16_t FinishTaps<int16_t>(int64_t acc, int shift) { return fxp::Wrap16(fxp::Asr64(acc, shift)); }
 
-// The plain C++ loops: the reference every vector kernel matches bit for
-// bit, and the kernels on targets without vector code.
-void RunTaps32Portable(const int16_t* hr, int tapCount, const int32_t* x, int count, int shift, int32_t* out);
-void RunTaps16Portable(const int16_t* hr, int tapCount, const int16_t* x, int count, int shift, int16_t* out);
-
-#if defined(HVFX_HAVE_SIMD)
-// The kernels of the instruction set selected at build time
-// (FirKernels_x86.cpp: AVX2 or SSE4.1; FirKernels_neon.cpp: NEON).
-void RunTaps32Vector(const int16_t* hr, int tapCount, const int32_t* x, int count, int shift, int32_t* out);
-void RunTaps16Vector(const int16_t* hr, int tapCount, const int16_t* x, int count, int shift, int16_t* out);
-#endif
-
 // Runs group(m, std::integral_constant<int, G>) over 0 ... count-1 from the
 // top down: groups of kGroup outputs first, then single outputs, so that
 // every group is finished before the one below it starts.
@@ -68,29 +103,5 @@ inline void ForEachGroupDescending(int count, GroupFn group) {
   }
 }
 
-// The vector kernels of this build and the name of their instruction set,
-// or null where the build has none: how tests and benchmarks reach them (the
-// instruction-set macros are visible to the library's own sources only).
-using RunTaps32Fn = void (*)(const int16_t*, int, const int32_t*, int, int, int32_t*);
-using RunTaps16Fn = void (*)(const int16_t*, int, const int16_t*, int, int, int16_t*);
-RunTaps32Fn VectorRunTaps32();
-RunTaps16Fn VectorRunTaps16();
-const char* VectorKernelName();
-
-// The kernels the filter uses (one name for both sample widths): the
-// vector ones where this build has them.
-#if defined(HVFX_HAVE_SIMD)
-inline constexpr RunTaps32Fn kRunTaps32 = RunTaps32Vector;
-inline constexpr RunTaps16Fn kRunTaps16 = RunTaps16Vector;
-#else
-inline constexpr RunTaps32Fn kRunTaps32 = RunTaps32Portable;
-inline constexpr RunTaps16Fn kRunTaps16 = RunTaps16Portable;
-#endif
-inline void RunTaps(const int16_t* hr, int tapCount, const int32_t* x, int count, int shift, int32_t* out) {
-  kRunTaps32(hr, tapCount, x, count, shift, out);
-}
-inline void RunTaps(const int16_t* hr, int tapCount, const int16_t* x, int count, int shift, int16_t* out) {
-  kRunTaps16(hr, tapCount, x, count, shift, out);
-}
-
-}  // namespace fir
+}  // inline namespace HVFX_TARGET_INLINE
+}  // namespace hvfx::fir

@@ -12,7 +12,7 @@
 
 #include "FirKernelsInternal.h"
 
-namespace fir {
+namespace hvfx::fir {
 namespace {
 
 constexpr int kGroup = 4;
@@ -62,14 +62,14 @@ inline void Group(const int16_t* hr, int tapCount, const int16_t* x, int shift, 
 
 }  // namespace
 
-void RunTaps32Vector(const int16_t* hr, int tapCount, const int32_t* x, int count, int shift, int32_t* out) {
+void neon::RunTaps32(const int16_t* hr, int tapCount, const int32_t* x, int count, int shift, int32_t* out) {
   if (count < 1 || tapCount < 1) return;
   ForEachGroupDescending<kGroup>(count, [&](int m, auto g) { Group<g.value>(hr, tapCount, x + m, shift, out + m); });
 }
 
-void RunTaps16Vector(const int16_t* hr, int tapCount, const int16_t* x, int count, int shift, int16_t* out) {
+void neon::RunTaps16(const int16_t* hr, int tapCount, const int16_t* x, int count, int shift, int16_t* out) {
   if (count < 1 || tapCount < 1) return;
   ForEachGroupDescending<kGroup>(count, [&](int m, auto g) { Group<g.value>(hr, tapCount, x + m, shift, out + m); });
 }
 
-}  // namespace fir
+}  // namespace hvfx::fir

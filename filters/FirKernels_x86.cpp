@@ -1,4 +1,5 @@
-// x86 FIR kernels (AVX2, or SSE4.1 with half-width registers).
+// x86 FIR kernels (AVX2, or SSE4.1 with half-width registers), compiled once
+// for each of the two levels (simd/Target.h).
 //
 // (v)pmaddwd multiplies sixteen (eight) 16-bit pairs and adds neighbouring
 // products in 32 bits: the densest multiply x86 has, but its pair sums reach
@@ -38,15 +39,35 @@
 // Filters longer than kMaxTaps use the portable loop.
 #include <immintrin.h>
 
-#include <algorithm>
 #include <cstdint>
+#include <cstring>
 
 #include "FirKernelsInternal.h"
 
-namespace fir {
+namespace hvfx::fir {
 namespace {
 
-#if defined(HVFX_SIMD_AVX2)
+// Small stand-ins for the standard algorithms: a vector object compiles no
+// template of the standard library (simd/Target.h).
+template <class T>
+T Min(T a, T b) {
+  return b < a ? b : a;
+}
+template <class T>
+T Max(T a, T b) {
+  return a < b ? b : a;
+}
+// [from, end) to `to`, which does not overlap it.
+template <class T>
+void Copy(const T* from, const T* end, T* to) {
+  std::memcpy(to, from, static_cast<std::size_t>(end - from) * sizeof(T));
+}
+template <class T>
+void Zero(T* from, T* end) {
+  std::memset(from, 0, static_cast<std::size_t>(end - from) * sizeof(T));
+}
+
+#if defined(HVFX_TARGET_AVX2)
 struct Vec {
   using V = __m256i;
   static constexpr int kLanes32 = 8;
@@ -205,8 +226,8 @@ void Cut(const int32_t* x, int length, Planes& planes) {
   }
   int32_t lowest = Vec::Min32Lanes(low), highest = Vec::Max32Lanes(high);
   for (; j < length; ++j) {
-    lowest = std::min(lowest, x[j]);
-    highest = std::max(highest, x[j]);
+    lowest = Min(lowest, x[j]);
+    highest = Max(highest, x[j]);
   }
   planes.layout = lowest >= fxp::kMin24 && highest <= fxp::kMax24 ? kPlanes24 : kPlanes32;
   const Layout& layout = planes.layout;
@@ -242,13 +263,13 @@ void PrepareTaps(const int16_t* hr, int tapCount, StepTaps& prepared) {
   prepared.symmetric = true;
   prepared.maxTap = 1;
   for (int i = 0; i < tapCount; ++i) {
-    prepared.maxTap = std::max(prepared.maxTap, fxp::AbsWrap32(hr[i]));
+    prepared.maxTap = Max(prepared.maxTap, fxp::AbsWrap32(hr[i]));
     prepared.symmetric = prepared.symmetric && hr[i] == hr[tapCount - 1 - i];
   }
   const int reach = prepared.symmetric ? tapCount / 2 : tapCount;
   prepared.steps = (reach + W - 1) / W;
-  std::copy(hr, hr + reach, prepared.taps);
-  std::fill(prepared.taps + reach, prepared.taps + prepared.steps * W, int16_t{0});
+  Copy(hr, hr + reach, prepared.taps);
+  Zero(prepared.taps + reach, prepared.taps + prepared.steps * W);
   prepared.middle = tapCount / 2;
   prepared.middleTap = prepared.symmetric && tapCount % 2 == 1 ? hr[tapCount / 2] : 0;
 }
@@ -260,8 +281,8 @@ bool PrepareRawTaps16(const int16_t* hr, int tapCount, StepTaps& prepared) {
   prepared.symmetric = false;
   prepared.maxTap = 1;
   prepared.steps = (tapCount + W - 1) / W;
-  std::copy(hr, hr + tapCount, prepared.taps);
-  std::fill(prepared.taps + tapCount, prepared.taps + prepared.steps * W, int16_t{0});
+  Copy(hr, hr + tapCount, prepared.taps);
+  Zero(prepared.taps + tapCount, prepared.taps + prepared.steps * W);
   prepared.middle = tapCount / 2;
   prepared.middleTap = 0;
   prepared.runCount = 0;
@@ -281,8 +302,8 @@ bool PrepareRawTaps16(const int16_t* hr, int tapCount, StepTaps& prepared) {
     }
     if (!fits) {
       prepared.runEnd[prepared.runCount++] = step;
-      std::fill(high, high + kPairs, int64_t{0});
-      std::fill(low, low + kPairs, int64_t{0});
+      Zero(high, high + kPairs);
+      Zero(low, low + kPairs);
     }
     for (int lane = 0; lane < kPairs; ++lane) {
       high[lane] += stepHigh[lane];
@@ -297,10 +318,10 @@ bool PrepareRawTaps16(const int16_t* hr, int tapCount, StepTaps& prepared) {
 // past the cut that the padded last step reads.
 void FinishCut(Planes& planes, bool symmetric) {
   for (int k = 0; k < planes.layout.count; ++k) {
-    std::fill(planes.data[k] + planes.length, planes.data[k] + planes.length + W, int16_t{0});
+    Zero(planes.data[k] + planes.length, planes.data[k] + planes.length + W);
     if (!symmetric) continue;
-    std::reverse_copy(planes.data[k], planes.data[k] + planes.length, planes.mirror[k]);
-    std::fill(planes.mirror[k] + planes.length, planes.mirror[k] + planes.length + W, int16_t{0});
+    for (int j = 0; j < planes.length; ++j) planes.mirror[k][j] = planes.data[k][planes.length - 1 - j];
+    Zero(planes.mirror[k] + planes.length, planes.mirror[k] + planes.length + W);
   }
 }
 
@@ -318,7 +339,7 @@ inline void Group(const StepTaps& f, int tapCount, const Planes& planes, int ste
   V wide[G];
   for (int d = 0; d < G; ++d) wide[d] = Vec::Zero();
   for (int done = 0; done < f.steps;) {
-    const int run = std::min(stepsPerWiden, f.steps - done);
+    const int run = Min(stepsPerWiden, f.steps - done);
     V acc[G][K];
     for (int d = 0; d < G; ++d)
       for (int k = 0; k < K; ++k) acc[d][k] = Vec::Zero();
@@ -373,11 +394,11 @@ inline void GroupRaw16(const StepTaps& f, const int16_t* cut, int at, int shift,
 void RunRaw16(const StepTaps& prepared, int tapCount, const int16_t* x, int count, int shift, int16_t* out) {
   int16_t cut[kPlaneLength + W];
   for (int end = count; end > 0;) {
-    const int chunk = std::min(kChunk, end);
+    const int chunk = Min(kChunk, end);
     const int base = end - chunk;
     const int length = chunk + tapCount - 1;
-    std::copy(x + base, x + base + length, cut);
-    std::fill(cut + length, cut + length + W, int16_t{0});
+    Copy(x + base, x + base + length, cut);
+    Zero(cut + length, cut + length + W);
     ForEachGroupDescending<kGroupRaw16>(
         chunk, [&](int m, auto g) { GroupRaw16<g.value>(prepared, cut, m, shift, out + base + m); });
     end = base;
@@ -405,7 +426,7 @@ void RunPlanes(const int16_t* hr, int tapCount, const Sample* x, int count, int 
   const bool symmetric = prepared.symmetric;
   Planes planes;
   for (int end = count; end > 0;) {
-    const int chunk = std::min(kChunk, end);
+    const int chunk = Min(kChunk, end);
     const int base = end - chunk;
     planes.length = chunk + tapCount - 1;
     Cut(x + base, planes.length, planes);
@@ -413,7 +434,7 @@ void RunPlanes(const int16_t* hr, int tapCount, const Sample* x, int count, int 
     // Each step adds one pair sum to every 32-bit lane: at most
     // 2 * maxTap * maxPiece in magnitude, twice that with mirrored samples.
     const int64_t pairBound = (symmetric ? 4LL : 2LL) * prepared.maxTap * planes.layout.maxPiece;
-    const int stepsPerWiden = static_cast<int>(std::min<int64_t>(INT32_MAX / pairBound, kMaxTaps));
+    const int stepsPerWiden = static_cast<int>(Min<int64_t>(INT32_MAX / pairBound, kMaxTaps));
     auto run = [&](int m, auto group, auto planeCount, auto mirrored) {
       Group<group.value, planeCount.value, mirrored.value>(prepared, tapCount, planes, stepsPerWiden, m,
                                                            x + base + m, shift, out + base + m);
@@ -436,12 +457,14 @@ void RunPlanes(const int16_t* hr, int tapCount, const Sample* x, int count, int 
 
 }  // namespace
 
-void RunTaps32Vector(const int16_t* hr, int tapCount, const int32_t* x, int count, int shift, int32_t* out) {
+void HVFX_TARGET_LEVEL::RunTaps32(const int16_t* hr, int tapCount, const int32_t* x, int count, int shift,
+                                  int32_t* out) {
   RunPlanes(hr, tapCount, x, count, shift, out);
 }
 
-void RunTaps16Vector(const int16_t* hr, int tapCount, const int16_t* x, int count, int shift, int16_t* out) {
+void HVFX_TARGET_LEVEL::RunTaps16(const int16_t* hr, int tapCount, const int16_t* x, int count, int shift,
+                                  int16_t* out) {
   RunPlanes(hr, tapCount, x, count, shift, out);
 }
 
-}  // namespace fir
+}  // namespace hvfx::fir

@@ -6,6 +6,8 @@
 #include <cstddef>
 #include <cstdlib>
 
+namespace hvfx {
+
 // A zeroed rows x cols block and its row table (rows >= 1, cols >= 1; the
 // caller has checked that rows * cols fits). Release with FreeRowTable.
 template <class T>
@@ -24,3 +26,5 @@ void FreeRowTable(T**& table) {
   std::free(table);
   table = nullptr;
 }
+
+}  // namespace hvfx

@@ -11,6 +11,7 @@
 #include "ScalarMath.h"
 
 using namespace fxp;
+using namespace hvfx::fft;
 
 static_assert(sizeof(int) == sizeof(int32_t), "the kit's words are 32-bit ints");
 
@@ -142,7 +143,8 @@ void ComplexTransform(int32_t* re, int32_t* im, int n, int log2n) {
     h = 4;
   }
   const Twiddles& twiddles = StageTwiddles();
-  for (; h < n; h <<= 1) FftStage(re, im, n, h, twiddles.cosQ23 + h, twiddles.sinQ23 + h);
+  const FftStageFn stage = ActiveFftStage();
+  for (; h < n; h <<= 1) stage(re, im, n, h, twiddles.cosQ23 + h, twiddles.sinQ23 + h);
 }
 
 // (a + b) asr 1 and (a - b) asr 1, exact in 64 bits (flooring).
@@ -157,6 +159,8 @@ void UndoScaling(int32_t* x, int n, int log2n, short exponent, int s) {
 }
 
 }  // namespace
+
+namespace hvfx::fft {
 
 void FftStagePortable(int32_t* re, int32_t* im, int n, int h, const int32_t* cosQ23, const int32_t* sinQ23) {
   for (int block = 0; block < n; block += 2 * h) {
@@ -183,13 +187,27 @@ void FftFirstStages(int32_t* re, int32_t* im, int n) {
   }
 }
 
-void FftStage(int32_t* re, int32_t* im, int n, int h, const int32_t* cosQ23, const int32_t* sinQ23) {
-#if defined(HVFX_HAVE_SIMD)
-  FftStageVector(re, im, n, h, cosQ23, sinQ23);
-#else
-  FftStagePortable(re, im, n, h, cosQ23, sinQ23);
+FftStageFn FftStageAt(simd::Level level) {
+  switch (level) {
+#if defined(HVFX_SIMD_SSE41)
+    case simd::Level::kSse41: return sse41::FftStage;
 #endif
+#if defined(HVFX_SIMD_AVX2)
+    case simd::Level::kAvx2: return avx2::FftStage;
+#endif
+#if defined(HVFX_SIMD_NEON)
+    case simd::Level::kNeon: return neon::FftStage;
+#endif
+    default: return FftStagePortable;
+  }
 }
+
+FftStageFn ActiveFftStage() {
+  static const FftStageFn stage = FftStageAt(simd::ActiveLevel());
+  return stage;
+}
+
+}  // namespace hvfx::fft
 
 void ComplexFFT_Fix(int* re, int* im, short n) {
   const int log2n = Log2Length(n);

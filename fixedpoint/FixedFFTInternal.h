@@ -15,7 +15,44 @@
 
 #include <cstdint>
 
+#include "../simd/SimdLevel.h"
+#include "../simd/Target.h"
 #include "FixedPoint.h"
+
+namespace hvfx::fft {
+
+// One stage with half-size h over n words, as described above.
+using FftStageFn = void (*)(int32_t* re, int32_t* im, int n, int h, const int32_t* cosQ23, const int32_t* sinQ23);
+
+// The stages h = 1 and h = 2 (n >= 4, a multiple of 4) as one pass over
+// blocks of four words, with the table's twiddles of those stages as
+// constants (kCosZeroQ23 below): the same bits as FftStagePortable.
+void FftFirstStages(int32_t* re, int32_t* im, int n);
+
+// The plain C++ loop: the reference every vector kernel matches bit for bit.
+void FftStagePortable(int32_t* re, int32_t* im, int n, int h, const int32_t* cosQ23, const int32_t* sinQ23);
+
+// The vector kernels (FixedFFT_x86.cpp once per x86 level, FixedFFT_neon.cpp):
+// the butterflies of a block in vector registers, the plain loop for a stage
+// whose h is not a multiple of the register width. Only those of the build's
+// levels exist.
+namespace sse41 {
+void FftStage(int32_t* re, int32_t* im, int n, int h, const int32_t* cosQ23, const int32_t* sinQ23);
+}
+namespace avx2 {
+void FftStage(int32_t* re, int32_t* im, int n, int h, const int32_t* cosQ23, const int32_t* sinQ23);
+}
+namespace neon {
+void FftStage(int32_t* re, int32_t* im, int n, int h, const int32_t* cosQ23, const int32_t* sinQ23);
+}
+
+// The stage kernel of a level: its vector kernel, the portable one where the
+// build has none for it.
+FftStageFn FftStageAt(simd::Level level);
+// The stage kernel of the active level (simd/SimdLevel.h).
+FftStageFn ActiveFftStage();
+
+inline namespace HVFX_TARGET_INLINE {
 
 // Low 32 bits of (v + 2^22) asr 23. Bits 23 ... 54 of a value are the same
 // whether it is shifted arithmetically or logically, so the logical shift
@@ -47,21 +84,5 @@ inline void FftButterfly(int32_t* re, int32_t* im, int i, int j, int32_t c, int3
 // twiddles (8388607, 0) and (0, 8388607).
 inline constexpr int32_t kCosZeroQ23 = 8388607;
 
-// The stages h = 1 and h = 2 (n >= 4, a multiple of 4) as one pass over
-// blocks of four words, with those twiddles as constants: the same bits as
-// FftStagePortable with the table's values.
-void FftFirstStages(int32_t* re, int32_t* im, int n);
-
-// Runs one stage with the kernel of the build (vector where there is one).
-void FftStage(int32_t* re, int32_t* im, int n, int h, const int32_t* cosQ23, const int32_t* sinQ23);
-
-// The plain C++ loop: the reference every vector kernel matches bit for bit,
-// and the kernel on targets without one.
-void FftStagePortable(int32_t* re, int32_t* im, int n, int h, const int32_t* cosQ23, const int32_t* sinQ23);
-
-#if defined(HVFX_HAVE_SIMD)
-// The kernel of the selected instruction set (FixedFFT_x86.cpp,
-// FixedFFT_neon.cpp): the butterflies of a block in vector registers, the
-// plain loop for a stage whose h is not a multiple of the register width.
-void FftStageVector(int32_t* re, int32_t* im, int n, int h, const int32_t* cosQ23, const int32_t* sinQ23);
-#endif
+}  // inline namespace HVFX_TARGET_INLINE
+}  // namespace hvfx::fft

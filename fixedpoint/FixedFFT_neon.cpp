@@ -8,7 +8,9 @@
 
 #include "FixedFFTInternal.h"
 
-void FftStageVector(int32_t* re, int32_t* im, int n, int h, const int32_t* cosQ23, const int32_t* sinQ23) {
+namespace hvfx::fft {
+
+void neon::FftStage(int32_t* re, int32_t* im, int n, int h, const int32_t* cosQ23, const int32_t* sinQ23) {
   if (h % 4 != 0) {
     FftStagePortable(re, im, n, h, cosQ23, sinQ23);
     return;
@@ -36,3 +38,5 @@ void FftStageVector(int32_t* re, int32_t* im, int n, int h, const int32_t* cosQ2
     }
   }
 }
+
+}  // namespace hvfx::fft

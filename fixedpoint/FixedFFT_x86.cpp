@@ -1,5 +1,6 @@
-// x86 butterflies of the fixed-point FFT: one butterfly per 32-bit lane,
-// eight a step with AVX2 (four for a stage of h = 4), four with SSE4.1.
+// x86 butterflies of the fixed-point FFT, compiled once for SSE4.1 and once
+// for AVX2 (simd/Target.h): one butterfly per 32-bit lane, eight a step with
+// AVX2 (four for a stage of h = 4), four with SSE4.1.
 // (v)pmuldq multiplies the even 32-bit elements as signed values into exact
 // 64-bit products; the odd elements are moved down by 32 bits for a second
 // set. A logical shift right by 23 leaves the low 32 bits of the rounded
@@ -9,6 +10,7 @@
 
 #include "FixedFFTInternal.h"
 
+namespace hvfx::fft {
 namespace {
 
 // 128-bit registers (SSE4.1): four butterflies a step.
@@ -29,7 +31,7 @@ struct Sse41Vec {
   static V Sub32(V a, V b) { return _mm_sub_epi32(a, b); }
 };
 
-#if defined(HVFX_SIMD_AVX2)
+#if defined(HVFX_TARGET_AVX2)
 // 256-bit registers (AVX2): eight butterflies a step.
 struct Avx2Vec {
   using V = __m256i;
@@ -86,10 +88,13 @@ void StageLanes(int32_t* re, int32_t* im, int n, int h, const int32_t* cosQ23, c
 
 }  // namespace
 
-void FftStageVector(int32_t* re, int32_t* im, int n, int h, const int32_t* cosQ23, const int32_t* sinQ23) {
-#if defined(HVFX_SIMD_AVX2)
+void HVFX_TARGET_LEVEL::FftStage(int32_t* re, int32_t* im, int n, int h, const int32_t* cosQ23,
+                                 const int32_t* sinQ23) {
+#if defined(HVFX_TARGET_AVX2)
   if (h % Avx2Vec::kLanes == 0) return StageLanes<Avx2Vec>(re, im, n, h, cosQ23, sinQ23);
 #endif
   if (h % Sse41Vec::kLanes == 0) return StageLanes<Sse41Vec>(re, im, n, h, cosQ23, sinQ23);
   FftStagePortable(re, im, n, h, cosQ23, sinQ23);
 }
+
+}  // namespace hvfx::fft

@@ -30,11 +30,18 @@
 //   * "Sat" functions clamp; nothing else saturates.
 //   * Shift counts outside the type width are defined here (see each
 //     function) so that no caller can reach undefined behaviour.
+//
+// Namespace hvfx::fxp, the arithmetic of the library; the alias fxp names it
+// in the library's own sources. (The functions sit in an inline namespace
+// that keeps the copies compiled into vector objects apart: simd/Target.h.)
 #pragma once
 
 #include <cstdint>
 
-namespace fxp {
+#include "../simd/Target.h"
+
+namespace hvfx::fxp {
+inline namespace HVFX_TARGET_INLINE {
 
 inline constexpr int32_t kMax24 = 8388607;    // 2^23 - 1, ceiling of every 24-bit result
 inline constexpr int32_t kMin24 = -8388608;   // -2^23
@@ -186,4 +193,7 @@ constexpr int32_t AbsWrap32(int32_t v) { return v < 0 ? NegWrap32(v) : v; }
 // Magnitude as a 64-bit value (exact for every int32).
 constexpr int64_t Abs64(int32_t v) { return v < 0 ? -static_cast<int64_t>(v) : static_cast<int64_t>(v); }
 
-}  // namespace fxp
+}  // inline namespace HVFX_TARGET_INLINE
+}  // namespace hvfx::fxp
+
+namespace fxp = hvfx::fxp;

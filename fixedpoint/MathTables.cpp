@@ -1,6 +1,8 @@
 // Constant tables of the scalar fixed-point helpers and the shared cosine table.
 #include "MathTables.h"
 
+namespace hvfx::fxp {
+
 // 2^(k/32) in Q22, k = 0 ... 32; the last entry is held at the 24-bit ceiling.
 const int Pwr2Table_Data[33] = {
     4194304, 4286148, 4380002, 4475912, 4573921, 4674077, 4776426, 4881016,
@@ -97,3 +99,5 @@ const int CosTable_Data[513] = {
     -8378504, -8380871, -8382924, -8384660, -8386082, -8387187, -8387976, -8388450,
     -8388608,
 };
+
+}  // namespace hvfx::fxp

@@ -3,6 +3,8 @@
 // that every one of the 32 segments interpolates without a bounds test.
 #pragma once
 
+namespace hvfx::fxp {
+
 // 2^(k/32) in Q22 (4194304 = 1.0; last entry clamped to 8388607).
 extern const int Pwr2Table_Data[33];
 // log2(1 + k/32) in Q23 (last entry clamped to 8388607).
@@ -14,3 +16,5 @@ extern const int SqrtTable_Data[33];
 // the cosine is entry a (a <= 512) or entry 1024 - a; the sine of a is the
 // cosine of (256 - a) wrapped into 0 ... 1023.
 extern const int CosTable_Data[513];
+
+}  // namespace hvfx::fxp

@@ -2,7 +2,7 @@
 
 #include "FixedPoint.h"
 
-using namespace fxp;
+namespace hvfx::fxp {
 
 namespace {
 
@@ -119,3 +119,5 @@ int dB2Gain(int dB, short qIn, short qOut) {
   const int64_t acc = InterpolateQ23(Pwr2Table_Data, idx, r & 0x7FFFFF);  // 2^fraction in Q45
   return SatHigh24(acc >> sh);
 }
+
+}  // namespace hvfx::fxp

@@ -6,6 +6,8 @@
 
 #include "MathTables.h"
 
+namespace hvfx::fxp {
+
 // Normalises a 64-bit accumulator into [2^22, 2^23 - 1] in place and returns
 // the shift s with acc_in ~ acc_out * 2^s (positive: shifted right). A zero or
 // negative accumulator is left as it is and gives -23 (the FFT kit's block
@@ -39,3 +41,5 @@ int Pwr2dB(int x, short q);
 // saturated to 8388607, never negative; 0 for levels so low that the gain
 // underflows (below roughly -250 dB).
 int dB2Gain(int dB, short qIn, short qOut);
+
+}  // namespace hvfx::fxp

@@ -8,6 +8,8 @@
 #include "api/Engine.h"
 #include "hvtralofx/hvtralofx.h"
 
+using namespace hvfx::api;  // the engine's internals
+
 using namespace hvfuzz;
 
 namespace {

@@ -8,6 +8,8 @@
 #include "hvtralofx/hvtralofx.h"
 #include "tests/support/ChainScenario.h"
 
+using namespace hvfx::api;  // the engine's internals
+
 using namespace hvfuzz;
 
 namespace {

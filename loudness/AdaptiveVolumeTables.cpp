@@ -1,5 +1,7 @@
 #include "AdaptiveVolumeTables.h"
 
+namespace hvfx::leveller {
+
 // Rows: b0, b1, b2, a1, a2 of biquads 0 ... 7 (Q21).
 
 // 8000 Hz
@@ -85,3 +87,5 @@ const int AdaV_Ord2_Coefs_480[kAdaVCoefCount] = {
     243975, 0, -243975, -3453772, 1609201,
     1445580, -2891159, 1445580, -2683583, 1001584,
 };
+
+}  // namespace hvfx::leveller

@@ -12,6 +12,8 @@
 //                five bands are analysed)
 #pragma once
 
+namespace hvfx::leveller {
+
 inline constexpr int kAdaVBiquads = 8;
 inline constexpr int kAdaVCoefsPerBiquad = 5;
 inline constexpr int kAdaVCoefCount = kAdaVBiquads * kAdaVCoefsPerBiquad;
@@ -23,3 +25,5 @@ extern const int AdaV_Ord2_Coefs_220[kAdaVCoefCount];  // 22050 Hz
 extern const int AdaV_Ord2_Coefs_320[kAdaVCoefCount];  // 32000 Hz
 extern const int AdaV_Ord2_Coefs_441[kAdaVCoefCount];  // 44100 Hz
 extern const int AdaV_Ord2_Coefs_480[kAdaVCoefCount];  // 48000 Hz
+
+}  // namespace hvfx::leveller

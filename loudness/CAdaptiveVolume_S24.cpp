@@ -11,6 +11,8 @@
 #include "LevellerCore.h"
 
 using namespace fxp;
+using namespace hvfx;
+using namespace hvfx::leveller;
 
 namespace {
 

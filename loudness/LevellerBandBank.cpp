@@ -2,7 +2,7 @@
 
 #include "../fixedpoint/FixedPoint.h"
 
-namespace leveller {
+namespace hvfx::leveller {
 
 void RunBandBankPortable(const BandBankPass& pass) {
   using namespace fxp;
@@ -31,13 +31,25 @@ void RunBandBankPortable(const BandBankPass& pass) {
   }
 }
 
-void RunBandBank(const BandBankPass& pass) {
-  if (pass.bands < 1 || pass.bands > kMaxBankBands) return;
-#if defined(HVFX_HAVE_SIMD)
-  RunBandBankVector(pass);
-#else
-  RunBandBankPortable(pass);
+RunBandBankFn RunBandBankAt(simd::Level level) {
+  switch (level) {
+#if defined(HVFX_SIMD_SSE41)
+    case simd::Level::kSse41: return sse41::RunBandBank;
 #endif
+#if defined(HVFX_SIMD_AVX2)
+    case simd::Level::kAvx2: return avx2::RunBandBank;
+#endif
+#if defined(HVFX_SIMD_NEON)
+    case simd::Level::kNeon: return neon::RunBandBank;
+#endif
+    default: return RunBandBankPortable;
+  }
 }
 
-}  // namespace leveller
+void RunBandBank(const BandBankPass& pass) {
+  static const RunBandBankFn run = RunBandBankAt(simd::ActiveLevel());
+  if (pass.bands < 1 || pass.bands > kMaxBankBands) return;
+  run(pass);
+}
+
+}  // namespace hvfx::leveller

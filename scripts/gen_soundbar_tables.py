@@ -334,7 +334,8 @@ def tables_header():
     out = [banner("Constant coefficient store of the soundbar virtualizer: for every sample\n"
                   "// rate, distance and width the side FIR pair, the low-pass pair and the side\n"
                   "// gain pair. Values v with exponent q mean v / 2^(15 + q)."),
-           "#pragma once\n\n#include <cstdint>\n\n#include \"SoundbarCoefficientSet.h\"\n"]
+           "#pragma once\n\n#include <cstdint>\n\n#include \"SoundbarCoefficientSet.h\"\n",
+           "namespace hvfx::soundbar {\n"]
     for rate, d, angle, s in variants():
         out.append(f"// {d} cm, {rate} Hz, width {angle.strip('_') or 'default'}")
         for name, n in array_layout(s):
@@ -346,6 +347,7 @@ def tables_header():
     out.append("// Every set, indexed [rate: 0 = 44100, 1 = 48000][distance: 30, 40, 50, 60,\n"
                "// 70 cm][width: 0 wide, 1 default, 2 narrow].")
     out.append("extern const SoundbarCoefficientSet SoundbarCoefficientSets[2][5][3];")
+    out.append("\n}  // namespace hvfx::soundbar")
     return "\n".join(out) + "\n"
 
 
@@ -362,7 +364,8 @@ def set_entry(s):
 
 def tables_source(firs, lowpass):
     out = [banner("Values of the soundbar coefficient store (see SoundbarTables.h)."),
-           "#include \"SoundbarTables.h\"\n"]
+           "#include \"SoundbarTables.h\"\n",
+           "namespace hvfx::soundbar {\n"]
     for rate, d, angle, s in variants():
         arrays, int32s, q = variant_values(rate, d, angle, firs, lowpass)
         out.append(f"// {d} cm, {rate} Hz, width {angle.strip('_') or 'default'}")
@@ -387,25 +390,28 @@ def tables_source(firs, lowpass):
             out.append("    },")
         out.append("  },")
     out.append("};")
+    out.append("\n}  // namespace hvfx::soundbar")
     return "\n".join(out) + "\n"
 
 
 def fade_header():
     return (banner("Fade tables of the soundbar virtualizer, Q15 (32767 is unity).") +
-            "#pragma once\n\n#include <cstdint>\n\n"
+            "#pragma once\n\n#include <cstdint>\n\nnamespace hvfx::soundbar {\n\n"
             "// Input fade after a distance or width change: entries 0 ... 1535 fall\n"
             "// from 32767 to 0 along a half cosine (the filters are rebuilt at the\n"
             "// silent point), entries 1536 ... 2047 rise back to 32767.\n"
             "extern const int16_t SoundbarInputFadeTable[2048];\n\n"
             "// Output fade-in after a start or a filter rebuild: rises from 0 to 32767.\n"
-            "extern const int16_t SoundbarOutputFadeTable[1024];\n")
+            "extern const int16_t SoundbarOutputFadeTable[1024];\n\n"
+            "}  // namespace hvfx::soundbar\n")
 
 
 def fade_source(table_in, table_out):
     return (banner("Values of the soundbar fade tables (see SoundbarFadeTables.h).") +
-            "#include \"SoundbarFadeTables.h\"\n\n"
+            "#include \"SoundbarFadeTables.h\"\n\nnamespace hvfx::soundbar {\n\n"
             f"const int16_t SoundbarInputFadeTable[2048] = {{\n{c_array(table_in)}\n}};\n\n"
-            f"const int16_t SoundbarOutputFadeTable[1024] = {{\n{c_array(table_out)}\n}};\n")
+            f"const int16_t SoundbarOutputFadeTable[1024] = {{\n{c_array(table_out)}\n}};\n\n"
+            "}  // namespace hvfx::soundbar\n")
 
 
 def main():

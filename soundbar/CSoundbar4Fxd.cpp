@@ -16,6 +16,7 @@
 #include "SoundbarFadeTables.h"
 
 using namespace fxp;
+using namespace hvfx::soundbar;
 
 
 namespace {

@@ -4,6 +4,8 @@
 
 #include "SoundbarTables.h"
 
+namespace hvfx::soundbar {
+
 const SoundbarCoefficientSet* SelectSoundbarCoefficientSet(int sampleRate, int distance, int angle) {
   int rate = 0;
   if (sampleRate == 44100) {
@@ -26,3 +28,5 @@ const SoundbarCoefficientSet* SelectSoundbarCoefficientSet(int sampleRate, int d
   const int width = (angle == 0 || angle == 2) ? angle : 1;
   return &SoundbarCoefficientSets[rate][step][width];
 }
+
+}  // namespace hvfx::soundbar

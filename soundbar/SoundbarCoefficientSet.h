@@ -8,6 +8,8 @@
 
 #include <cstdint>
 
+namespace hvfx::soundbar {
+
 struct SoundbarCoefficientSet {
   // 257-tap linear-phase FIRs for the front and the surround side signal
   // (`Highpass_S_front_fir_…`, `Highpass_S_side_fir_…`).
@@ -50,3 +52,5 @@ struct SoundbarCoefficientSet {
 // 30 ... 70) selects the 50 cm set. Width 0 is wide, 2 narrow, anything
 // else the default width.
 const SoundbarCoefficientSet* SelectSoundbarCoefficientSet(int sampleRate, int distance, int angle);
+
+}  // namespace hvfx::soundbar

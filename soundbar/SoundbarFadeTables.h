@@ -5,6 +5,8 @@
 
 #include <cstdint>
 
+namespace hvfx::soundbar {
+
 // Input fade after a distance or width change: entries 0 ... 1535 fall
 // from 32767 to 0 along a half cosine (the filters are rebuilt at the
 // silent point), entries 1536 ... 2047 rise back to 32767.
@@ -12,3 +14,5 @@ extern const int16_t SoundbarInputFadeTable[2048];
 
 // Output fade-in after a start or a filter rebuild: rises from 0 to 32767.
 extern const int16_t SoundbarOutputFadeTable[1024];
+
+}  // namespace hvfx::soundbar

@@ -4,6 +4,8 @@
 
 #include "SoundbarTables.h"
 
+namespace hvfx::soundbar {
+
 // 30 cm, 44100 Hz, width wide
 const int16_t _Highpass_S_front_fir_fxd_30cm_wide[257] = {
     -7, -12, -17, -21, -25, -30, -35, -40, -45, -50, -55, -60, -65, -71, -76, -81,
@@ -2520,3 +2522,5 @@ constinit const SoundbarCoefficientSet SoundbarCoefficientSets[2][5][3] = {
     },
   },
 };
+
+}  // namespace hvfx::soundbar

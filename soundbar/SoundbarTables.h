@@ -10,6 +10,8 @@
 
 #include "SoundbarCoefficientSet.h"
 
+namespace hvfx::soundbar {
+
 // 30 cm, 44100 Hz, width wide
 extern const int16_t _Highpass_S_front_fir_fxd_30cm_wide[257];
 extern const int16_t _Highpass_S_front_fir_Q_30cm_wide[1];
@@ -973,3 +975,5 @@ extern const int16_t SGain_Q_70cm_48kHz_narr, SGain_side_Q_70cm_48kHz_narr;
 // Every set, indexed [rate: 0 = 44100, 1 = 48000][distance: 30, 40, 50, 60,
 // 70 cm][width: 0 wide, 1 default, 2 narrow].
 extern const SoundbarCoefficientSet SoundbarCoefficientSets[2][5][3];
+
+}  // namespace hvfx::soundbar

@@ -19,6 +19,8 @@
 #include "hvtralofx/HVSFX_Engine.h"
 #include "support/EngineTestBase.h"
 
+using namespace hvfx::api;  // the engine's internals
+
 namespace {
 
 class EngineFrame : public EngineTestBase {

@@ -15,6 +15,8 @@
 #include "hvtralofx/HVSFX_SoundbarControl.h"
 #include "hvtralofx/HVSFX_Switches.h"
 
+using namespace hvfx::api;  // the engine's internals
+
 namespace {
 
 enum class Stage { kNone, kAnyLayout, kSixChannelsOnly };

@@ -14,6 +14,8 @@
 #include "hvtralofx/HVSFX_Engine.h"
 #include "hvtralofx/CHVAudioEQ_Ts.h"
 
+using namespace hvfx::api;  // the engine's internals
+
 namespace {
 
 bool Same(const CHVAudioEQ_Ts& a, const CHVAudioEQ_Ts& b) { return std::memcmp(&a, &b, sizeof a) == 0; }

@@ -14,8 +14,6 @@
 #include <vector>
 
 #include "hvtralofx/FixedFFT.h"
-#include "fixedpoint/FixedFFTInternal.h"
-#include "fixedpoint/MathTables.h"
 
 namespace {
 
@@ -267,39 +265,6 @@ TEST(RealFft2ch, MatchesDoubleDftTheOneChannelTransformsAndRoundTrips) {
       EXPECT_EQ(RealInvFFT_Fix(single.data(), len, exponent1), 0);
       EXPECT_EQ(RealInvFFT_2ch_Fix(left.data(), right.data(), len, exponent), 0);
       EXPECT_LE(std::max({MaxDiff(single, a), MaxDiff(left, b), MaxDiff(right, c)}), 3) << n;  // measured: 2
-    }
-  }
-}
-
-TEST(FftKernels, FastStagesEqualThePlainLoopOverTableTwiddlesBitForBit) {
-  // Twiddles of stage h as documented: a = m * 512/h, cos = table entry a,
-  // sin = entry |256 - a|. Words over the full int32 range, far outside the
-  // headroom contract: the wrapping sums and the low bits of the rounded
-  // products must agree too.
-  std::mt19937 rng(9);
-  std::vector<int32_t> cosQ23[10], sinQ23[10];
-  for (int l = 0; l < 10; ++l) {
-    for (int a = 0; a < 512; a += 512 >> l) {
-      cosQ23[l].push_back(CosTable_Data[a]);
-      sinQ23[l].push_back(CosTable_Data[std::abs(256 - a)]);
-    }
-  }
-  for (int n : {2, 4, 8, 16, 64, 1024}) {
-    for (int range : {8388607, INT_MAX}) {
-      Words re = Uniform(n, -range, range, rng), im = Uniform(n, -range, range, rng);
-      Words refRe = re, refIm = im;
-      const auto plain = [&](int l) { FftStagePortable(refRe.data(), refIm.data(), n, 1 << l, cosQ23[l].data(), sinQ23[l].data()); };
-      if (n >= 4) {  // the first two stages as one pass with constant twiddles
-        FftFirstStages(re.data(), im.data(), n);
-        plain(0);
-        plain(1);
-        EXPECT_EQ(std::tie(re, im), std::tie(refRe, refIm)) << n;
-      }
-      for (int l = 0; (2 << l) <= n; ++l) {  // the build's stage kernel, stage h = 2^l
-        FftStage(re.data(), im.data(), n, 1 << l, cosQ23[l].data(), sinQ23[l].data());
-        plain(l);
-        EXPECT_EQ(std::tie(re, im), std::tie(refRe, refIm)) << n << " " << l;
-      }
     }
   }
 }

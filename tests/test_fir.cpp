@@ -11,7 +11,6 @@
 #include <vector>
 
 #include "hvtralofx/CFIRFxd.h"
-#include "filters/FirKernelsInternal.h"
 
 namespace {
 
@@ -117,82 +116,4 @@ TEST(FirFilter, ExtraChannelsAndUninitialisedFiltersAreRefused) {
   EXPECT_EQ(three, untouched);
   cleared.Filter(three.data(), three.data(), 3, 1);  // never initialised
   EXPECT_EQ(three, untouched);
-}
-
-// Every vector kernel against the portable one: random, symmetric and
-// all -32768 taps; full-scale 16-bit, 24-bit and 32-bit signals (the
-// extremes often, all -32768 / -2^23 / -2^31 with the -32768 taps); every tap
-// count 1 ... 300 and a few long filters; odd output counts and a few long
-// blocks; in place as well.
-TEST(FirKernels, VectorEqualsPortableBitForBit) {
-  const fir::RunTaps32Fn vector32 = fir::VectorRunTaps32();
-  const fir::RunTaps16Fn vector16 = fir::VectorRunTaps16();
-  if (vector32 == nullptr || vector16 == nullptr) GTEST_SKIP() << "built without vector kernels";
-  RecordProperty("kernels", fir::VectorKernelName());
-  std::mt19937 rng(2024);
-  std::vector<int> tapCounts;
-  for (int nTaps = 1; nTaps <= 300; ++nTaps) tapCounts.push_back(nTaps);
-  tapCounts.insert(tapCounts.end(), {511, 512, 513, 1025});
-  for (int nTaps : tapCounts) {
-    const int kind = nTaps % 4;  // 0 random, 1 and 3 symmetric, 2 all -32768
-    std::vector<short> hr = FullScale<short>(nTaps, rng);
-    if (kind % 2 == 1) std::copy(hr.begin(), hr.begin() + nTaps / 2, hr.rbegin());
-    if (kind == 2) std::fill(hr.begin(), hr.end(), short{-32768});
-    const int count = nTaps % 10 == 0 ? 601 : 1 + 2 * (nTaps % 19);
-    const int length = count + nTaps - 1;
-    std::vector<int> x32 = FullScale<int>(length, rng), x24(length);
-    std::vector<short> x16 = FullScale<short>(length, rng);
-    for (int& v : x24) v = static_cast<int>(rng() % 3 == 0 ? -8388608 : rng() % 2 ? 8388607 : rng() % 16777216 - 8388608);
-    if (kind == 2) {
-      std::fill(x32.begin(), x32.end(), INT32_MIN);
-      std::fill(x24.begin(), x24.end(), -8388608);
-      std::fill(x16.begin(), x16.end(), short{-32768});
-    }
-    // The output keeps 16 or 32 bits of the sum from the shift up: a large
-    // and a small shift between them show every bit of it.
-    const int shifts[] = {20 + nTaps % 17, nTaps % 40 - 5};
-    auto check = [&](auto portable, auto vector, const auto& x) {
-      auto p = x, v = x, inPlace = x;
-      p.resize(count), v.resize(count);
-      for (int shift : shifts) {
-        portable(hr.data(), nTaps, x.data(), count, shift, p.data());
-        vector(hr.data(), nTaps, x.data(), count, shift, v.data());
-        ASSERT_EQ(p, v) << nTaps << " taps, shift " << shift;
-      }
-      vector(hr.data(), nTaps, inPlace.data(), count, shifts[1], inPlace.data() + nTaps - 1);
-      ASSERT_TRUE(std::equal(p.begin(), p.end(), inPlace.begin() + nTaps - 1)) << nTaps << " taps in place";
-    };
-    check(fir::RunTaps32Portable, vector32, x32);
-    check(fir::RunTaps32Portable, vector32, x24);
-    check(fir::RunTaps16Portable, vector16, x16);
-    if (HasFatalFailure()) return;
-  }
-}
-
-// 16-bit samples run through (v)pmaddwd as they are where the taps keep
-// every 32-bit lane in range, widening whenever the next step could leave
-// it. Taps one past that bound in a lane (both taps of a pair counted, over
-// several steps, negative or positive, at two lane positions), against
-// samples of -32768 that reach it; a shift of 20 shows a 2^32 error.
-TEST(FirKernels, Raw16LanesWidenAtTheirBound) {
-  const fir::RunTaps16Fn vector16 = fir::VectorRunTaps16();
-  if (vector16 == nullptr) GTEST_SKIP() << "built without vector kernels";
-  const std::vector<std::vector<std::pair<int, short>>> cases = {
-      {{0, -32768}, {16, -32768}},             // 65536 * 32768 = 2^31
-      {{0, 32767}, {16, 32767}, {32, 3}},      // -32768 * 65537 < -2^31
-      {{0, -32768}, {1, -32767}, {16, -1}},    // the pair's second tap
-      {{0, -16384}, {16, -16384}, {32, -16384}, {48, -16384}, {64, -16384},
-       {80, -16384}, {96, -16384}, {112, -16384}, {128, -16384}}};  // many runs
-  for (const auto& taps : cases) {
-    for (int lane : {0, 14}) {
-      const int nTaps = taps.back().first + lane + 1, count = 37;
-      std::vector<short> hr(nTaps, 0);
-      for (const auto& [at, tap] : taps) hr[at + lane] = tap;
-      const std::vector<short> x(count + nTaps - 1, short{-32768});
-      std::vector<short> p(count), v(count);
-      fir::RunTaps16Portable(hr.data(), nTaps, x.data(), count, 20, p.data());
-      vector16(hr.data(), nTaps, x.data(), count, 20, v.data());
-      EXPECT_EQ(p, v) << nTaps << " taps, lane offset " << lane;
-    }
-  }
 }

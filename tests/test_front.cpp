@@ -24,6 +24,8 @@
 #include "hvtralofx/CHVAudioEQ_Ts.h"
 #include "support/ChainScenario.h"
 
+using namespace hvfx::api;  // the engine's internals
+
 namespace {
 
 // Every test starts from the state at load time.

@@ -135,7 +135,7 @@ TEST(LevellerBandBank, EveryBandEqualsItsOwnBiquadBitForBit) {
       for (int b = 0; b < 8; ++b)
         for (int k = 0; k < 2; ++k) xs[b][k] = xr[b][k] = any(rng) % range, ys[b][k] = yr[b][k] = any(rng) % range;
       uint64_t energy[8] = {};
-      leveller::BandBankPass pass;
+      hvfx::leveller::BandBankPass pass;
       pass.x = x.data();
       pass.n = 256;
       pass.bands = bands;
@@ -143,7 +143,7 @@ TEST(LevellerBandBank, EveryBandEqualsItsOwnBiquadBitForBit) {
       pass.xState = xs;
       pass.yState = ys;
       pass.energy = energy;
-      leveller::RunBandBank(pass);
+      hvfx::leveller::RunBandBank(pass);
       for (int b = 0; b < bands; ++b) {
         LevellerCore::IIR_Filter_2ord(y.data(), x.data(), coefs.data() + b * 5, xr[b], yr[b], 256);
         uint64_t e = 0;

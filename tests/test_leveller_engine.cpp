@@ -14,6 +14,8 @@
 #include "loudness/LevellerCore.h"
 #include "support/EngineTestBase.h"
 
+using namespace hvfx::api;  // the engine's internals
+
 namespace {
 
 constexpr int kBlock = 512;

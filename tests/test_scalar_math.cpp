@@ -11,6 +11,8 @@
 #include "fixedpoint/MathTables.h"
 #include "fixedpoint/ScalarMath.h"
 
+using namespace hvfx::fxp;
+
 namespace {
 
 // Test inputs: every power of two, its neighbours, and a dense geometric walk.

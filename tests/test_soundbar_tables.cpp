@@ -13,6 +13,8 @@
 #include "soundbar/SoundbarCoefficientSet.h"
 #include "soundbar/SoundbarTables.h"
 
+using namespace hvfx::soundbar;
+
 namespace {
 
 using Set = SoundbarCoefficientSet;

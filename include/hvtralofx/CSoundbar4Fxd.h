@@ -42,7 +42,9 @@
 #include "CNGOIntegratorFxd.h"
 #include "Export.h"
 
-struct SoundbarCoefficientSet;
+namespace hvfx::soundbar {
+struct SoundbarCoefficientSet;  // the library's coefficient store
+}
 
 class HVFX_API CSoundbar4Fxd {
  public:
@@ -241,7 +243,7 @@ class HVFX_API CSoundbar4Fxd {
   int16_t surroundGainShift = 0;
   // The set the rate-dependent blocks were loaded from; null before the
   // first build and after a build at a rate without a set.
-  const SoundbarCoefficientSet* coefficients = nullptr;
+  const hvfx::soundbar::SoundbarCoefficientSet* coefficients = nullptr;
   int32_t passThroughDelay = 0;  // DC blocker + FIR delay of the current build
 
   // The 18 work signals of each width, blockLength samples apiece, in one

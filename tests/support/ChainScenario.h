@@ -9,6 +9,8 @@
 #include "api/FrontInternal.h"
 #include "hvtralofx/hvtralofx.h"
 
+using namespace hvfx::api;  // the engine's internals
+
 namespace chain {
 
 enum Effect : unsigned { kEq = 1, kLeveller = 2, kLimiter = 4, kSurround = 8, kSoundbar = 16, kDynamicBass = 32 };

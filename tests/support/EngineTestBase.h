@@ -8,6 +8,8 @@
 #include "api/Engine.h"
 #include "hvtralofx/HVSFX_Engine.h"
 
+using namespace hvfx::api;  // the engine's internals
+
 class EngineTestBase : public ::testing::Test {
  protected:
   void SetUp() override {
