@@ -34,6 +34,7 @@
 #include "support/ChainScenario.h"
 
 using namespace chain;
+using namespace hvfx::soundbar;  // the coefficient sets
 
 namespace {
 
