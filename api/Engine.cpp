@@ -8,7 +8,7 @@
 #include "hvtralofx/CDynamicRangeControl.h"
 #include "hvtralofx/CSoundbar4Fxd.h"
 
-namespace hvfx {
+namespace hvfx::api {
 
 using namespace fxp;
 
@@ -577,4 +577,4 @@ int Engine::RunChain(const HVSFX_Param& p) {
   return 1;
 }
 
-}  // namespace hvfx
+}  // namespace hvfx::api

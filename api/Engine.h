@@ -31,7 +31,7 @@ class CDynamicRangeControl;
 class CAdaptiveVolume_S24;
 class CSoundbar4Fxd;
 
-namespace hvfx {
+namespace hvfx::api {
 
 // One built chain: every module instance and buffer for one layout, created
 // together from a record by HVSFX_Init and freed together.
@@ -234,4 +234,4 @@ class Engine {
   std::atomic<size_t> takenCount_{0};
 };
 
-}  // namespace hvfx
+}  // namespace hvfx::api

@@ -7,7 +7,7 @@
 #include "Engine.h"
 #include "hvtralofx/HVSFX_Param.h"
 
-namespace hvfx {
+namespace hvfx::api {
 
 // Runs op(engine) on the process-wide engine under its control lock.
 template <typename Op>
@@ -41,4 +41,4 @@ int Soundbar_SetLFEGain(Engine& e, HVSFX_Param* p, int db);
 int Soundbar_SetLFESVParam(Engine& e, HVSFX_Param* p, int mode, int relativeVolume, int stationMs, int baseFlag);
 int Soundbar_SetLFESVVolUpDownRate(Engine& e, HVSFX_Param* p, int upRate, int downRate);
 
-}  // namespace hvfx
+}  // namespace hvfx::api

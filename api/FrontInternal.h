@@ -10,7 +10,7 @@
 #include "Engine.h"
 #include "hvtralofx/HVSFX_Param.h"
 
-namespace hvfx {
+namespace hvfx::api {
 
 struct Front {
   explicit Front(Engine& e) : engine(e) {}
@@ -36,10 +36,10 @@ Front& GlobalFront();
 // the engine interface, as HVSFX_*(&GlobalFront().record, ...)).
 void PublishFrontRecord(Front& front);
 
-}  // namespace hvfx
+}  // namespace hvfx::api
 
 struct HVFX_Engine;
-namespace hvfx {
+namespace hvfx::api {
 
 // The instance-interface handle of the process-wide front (tests drive the
 // front through HVFX_* with it).
@@ -49,15 +49,15 @@ HVFX_Engine* GlobalFrontHandleForTests();
 // (tests; no call may be running).
 void ResetGlobalFrontForTests();
 
-}  // namespace hvfx
+}  // namespace hvfx::api
 
 // A handle of the instance interface: a front of its own over an engine of
 // its own, or the handle of the process-wide front.
 struct HVFX_Engine {
-  HVFX_Engine() : ownEngine(std::make_unique<hvfx::Engine>()), ownFront(std::make_unique<hvfx::Front>(*ownEngine)),
+  HVFX_Engine() : ownEngine(std::make_unique<hvfx::api::Engine>()), ownFront(std::make_unique<hvfx::api::Front>(*ownEngine)),
                   front(*ownFront) {}
-  explicit HVFX_Engine(hvfx::Front& shared) : front(shared) {}
-  std::unique_ptr<hvfx::Engine> ownEngine;
-  std::unique_ptr<hvfx::Front> ownFront;
-  hvfx::Front& front;
+  explicit HVFX_Engine(hvfx::api::Front& shared) : front(shared) {}
+  std::unique_ptr<hvfx::api::Engine> ownEngine;
+  std::unique_ptr<hvfx::api::Front> ownFront;
+  hvfx::api::Front& front;
 };

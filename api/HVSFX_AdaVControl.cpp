@@ -5,7 +5,7 @@
 
 using hvfx::api::AdaVRateToPercent;
 
-namespace hvfx {
+namespace hvfx::api {
 
 int AdaV_SetParam(Engine& e, HVSFX_Param* p, int mode, int relativeVolume, int stationMs, int baseFlag) {
   if (p == nullptr) return 0;
@@ -26,13 +26,13 @@ int AdaV_SetVolUpDownRate(Engine& e, HVSFX_Param* p, int upRate, int downRate) {
   return 1;
 }
 
-}  // namespace hvfx
+}  // namespace hvfx::api
 
 extern "C" {
 
 int HVSFX_AdaV_SetParam(HVSFX_Param* p, int mode, int relativeVolume, int stationMs, int baseFlag) {
-  return hvfx::WithGlobalEngine(
-      [&](hvfx::Engine& e) { return hvfx::AdaV_SetParam(e, p, mode, relativeVolume, stationMs, baseFlag); });
+  return hvfx::api::WithGlobalEngine(
+      [&](hvfx::api::Engine& e) { return hvfx::api::AdaV_SetParam(e, p, mode, relativeVolume, stationMs, baseFlag); });
 }
 
 int HVSFX_AdaV_GetParam(HVSFX_Param* p, int* mode, int* relativeVolume, int* stationMs, int* baseFlag) {
@@ -46,7 +46,7 @@ int HVSFX_AdaV_GetParam(HVSFX_Param* p, int* mode, int* relativeVolume, int* sta
 }
 
 int HVSFX_AdaV_SetVolUpDownRate(HVSFX_Param* p, int upRate, int downRate) {
-  return hvfx::WithGlobalEngine([&](hvfx::Engine& e) { return hvfx::AdaV_SetVolUpDownRate(e, p, upRate, downRate); });
+  return hvfx::api::WithGlobalEngine([&](hvfx::api::Engine& e) { return hvfx::api::AdaV_SetVolUpDownRate(e, p, upRate, downRate); });
 }
 
 int HVSFX_AdaV_GetVolUpDownRate(HVSFX_Param* p, int* upRate, int* downRate) {

@@ -6,7 +6,7 @@
 #include "Engine.h"
 #include "EngineOps.h"
 
-namespace hvfx {
+namespace hvfx::api {
 namespace {
 
 // Centre frequencies the band reset restores, bands 0 ... 7 (Hz).
@@ -158,9 +158,9 @@ int EQ_ResetBandFreq(Engine& e, HVSFX_Param* param, int channel, int band) {
   });
 }
 
-}  // namespace hvfx
+}  // namespace hvfx::api
 
-using namespace hvfx;
+using namespace hvfx::api;
 
 extern "C" {
 

@@ -2,7 +2,7 @@
 
 #include "EngineOps.h"
 
-namespace hvfx {
+namespace hvfx::api {
 
 namespace {
 std::uintptr_t RecordId(const HVSFX_Param* param) { return reinterpret_cast<std::uintptr_t>(param); }
@@ -32,22 +32,22 @@ int EngineProcess(Engine& e, HVSFX_Param* p, short* samples, int frames) {
   return result;
 }
 
-}  // namespace hvfx
+}  // namespace hvfx::api
 
-using hvfx::Engine;
+using hvfx::api::Engine;
 
 extern "C" int HVSFX_Init(HVSFX_Param* param) {
-  return hvfx::WithGlobalEngine([&](Engine& e) { return hvfx::EngineInit(e, param); });
+  return hvfx::api::WithGlobalEngine([&](Engine& e) { return hvfx::api::EngineInit(e, param); });
 }
 
 extern "C" int HVSFX_Process(HVSFX_Param* param, short* samples, int frames) {
-  return hvfx::EngineProcess(Engine::Global(), param, samples, frames);
+  return hvfx::api::EngineProcess(Engine::Global(), param, samples, frames);
 }
 
 extern "C" int HVSFX_Release(HVSFX_Param* param) {
-  return hvfx::WithGlobalEngine([&](Engine& e) { return hvfx::EngineRelease(e, param); });
+  return hvfx::api::WithGlobalEngine([&](Engine& e) { return hvfx::api::EngineRelease(e, param); });
 }
 
 extern "C" int HVSFX_GetLatency(const HVSFX_Param* param, int* frames) {
-  return hvfx::WithGlobalEngine([&](Engine& e) { return hvfx::EngineGetLatency(e, param, frames); });
+  return hvfx::api::WithGlobalEngine([&](Engine& e) { return hvfx::api::EngineGetLatency(e, param, frames); });
 }

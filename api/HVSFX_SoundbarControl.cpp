@@ -22,7 +22,7 @@ int GetInts(const HVSFX_Param* p, std::initializer_list<std::pair<int HVSFX_Para
 
 // The LFE band-pass with the record's frequency and gain, designed on its
 // twin and published; -2 without a built chain.
-int DesignLfeBand(hvfx::Engine& e, const HVSFX_Param& p) {
+int DesignLfeBand(hvfx::api::Engine& e, const HVSFX_Param& p) {
   if (e.Built() == nullptr) return -2;
   e.EqualizerTwin(-1)->Tst_SetBPFOption(0, true, p.nLFEFreq, p.nLFEGain, kLfeBandQ);
   e.PublishEqualizer(-1);
@@ -31,7 +31,7 @@ int DesignLfeBand(hvfx::Engine& e, const HVSFX_Param& p) {
 
 }  // namespace
 
-namespace hvfx {
+namespace hvfx::api {
 
 int Soundbar_SetDistance(Engine& e, HVSFX_Param* p, int distance) {
   if (p == nullptr) return 0;
@@ -82,31 +82,31 @@ int Soundbar_SetLFESVVolUpDownRate(Engine& e, HVSFX_Param* p, int upRate, int do
   return 1;
 }
 
-}  // namespace hvfx
+}  // namespace hvfx::api
 
-using hvfx::Engine;
-using hvfx::WithGlobalEngine;
+using hvfx::api::Engine;
+using hvfx::api::WithGlobalEngine;
 
 extern "C" {
 
 int HVSFX_Soundbar_SetDistance(HVSFX_Param* p, int distance) {
-  return WithGlobalEngine([&](Engine& e) { return hvfx::Soundbar_SetDistance(e, p, distance); });
+  return WithGlobalEngine([&](Engine& e) { return hvfx::api::Soundbar_SetDistance(e, p, distance); });
 }
 int HVSFX_Soundbar_SetAngle(HVSFX_Param* p, int angle) {
-  return WithGlobalEngine([&](Engine& e) { return hvfx::Soundbar_SetAngle(e, p, angle); });
+  return WithGlobalEngine([&](Engine& e) { return hvfx::api::Soundbar_SetAngle(e, p, angle); });
 }
 int HVSFX_Soundbar_SetLFEFreq(HVSFX_Param* p, int hz) {
-  return WithGlobalEngine([&](Engine& e) { return hvfx::Soundbar_SetLFEFreq(e, p, hz); });
+  return WithGlobalEngine([&](Engine& e) { return hvfx::api::Soundbar_SetLFEFreq(e, p, hz); });
 }
 int HVSFX_Soundbar_SetLFEGain(HVSFX_Param* p, int db) {
-  return WithGlobalEngine([&](Engine& e) { return hvfx::Soundbar_SetLFEGain(e, p, db); });
+  return WithGlobalEngine([&](Engine& e) { return hvfx::api::Soundbar_SetLFEGain(e, p, db); });
 }
 int HVSFX_Soundbar_SetLFESVParam(HVSFX_Param* p, int mode, int relativeVolume, int stationMs, int baseFlag) {
   return WithGlobalEngine(
-      [&](Engine& e) { return hvfx::Soundbar_SetLFESVParam(e, p, mode, relativeVolume, stationMs, baseFlag); });
+      [&](Engine& e) { return hvfx::api::Soundbar_SetLFESVParam(e, p, mode, relativeVolume, stationMs, baseFlag); });
 }
 int HVSFX_Soundbar_SetLFESVVolUpDownRate(HVSFX_Param* p, int upRate, int downRate) {
-  return WithGlobalEngine([&](Engine& e) { return hvfx::Soundbar_SetLFESVVolUpDownRate(e, p, upRate, downRate); });
+  return WithGlobalEngine([&](Engine& e) { return hvfx::api::Soundbar_SetLFESVVolUpDownRate(e, p, upRate, downRate); });
 }
 
 int HVSFX_Soundbar_GetDistance(HVSFX_Param* p, int* out) { return GetInts(p, {{&HVSFX_Param::nSoundbarDistance, out}}); }

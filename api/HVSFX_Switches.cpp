@@ -28,7 +28,7 @@ int GetInt(const HVSFX_Param* param, int HVSFX_Param::*field, int* out) {
 
 }  // namespace
 
-namespace hvfx {
+namespace hvfx::api {
 
 // The switch also asks for a soundbar reset before its next block.
 int Soundbar_SetEnable(Engine& e, HVSFX_Param* p, bool on) {
@@ -38,7 +38,7 @@ int Soundbar_SetEnable(Engine& e, HVSFX_Param* p, bool on) {
   return 1;
 }
 
-}  // namespace hvfx
+}  // namespace hvfx::api
 
 extern "C" {
 
@@ -55,7 +55,7 @@ int HVSFX_DynamicBass_GetEnable(HVSFX_Param* p, bool* out) {
   return GetFlag(p, &HVSFX_Param::bDynamicBassEnable, out);
 }
 int HVSFX_Soundbar_SetEnable(HVSFX_Param* p, bool on) {
-  return hvfx::WithGlobalEngine([&](hvfx::Engine& e) { return hvfx::Soundbar_SetEnable(e, p, on); });
+  return hvfx::api::WithGlobalEngine([&](hvfx::api::Engine& e) { return hvfx::api::Soundbar_SetEnable(e, p, on); });
 }
 int HVSFX_Soundbar_GetEnable(HVSFX_Param* p, bool* out) { return GetFlag(p, &HVSFX_Param::bSoundbarEnable, out); }
 int HVSFX_Soundbar_SetLFECopyEnable(HVSFX_Param* p, bool on) {

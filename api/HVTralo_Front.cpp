@@ -15,7 +15,7 @@
 #include "hvtralofx/HVSFX_Switches.h"
 #include "hvtralofx/Version.h"
 
-namespace hvfx {
+namespace hvfx::api {
 
 Front& GlobalFront() {
   static Front front(Engine::Global());
@@ -131,12 +131,12 @@ HVFX_Engine* GlobalFrontHandle() {
 
 HVFX_Engine* GlobalFrontHandleForTests() { return GlobalFrontHandle(); }
 
-}  // namespace hvfx
+}  // namespace hvfx::api
 
-using hvfx::Front;
-using hvfx::GlobalFrontHandle;
-using hvfx::Modify;
-using hvfx::Read;
+using hvfx::api::Front;
+using hvfx::api::GlobalFrontHandle;
+using hvfx::api::Modify;
+using hvfx::api::Read;
 
 const char* HVTralo_GetVersion(void) { return HVTRALOFX_VERSION_STRING; }
 
@@ -168,16 +168,16 @@ int HVFX_Init(HVFX_Engine* engine, int sampleRate, int channels) {
   return Modify(engine, [&](Front& f) {
     HVSFX_Param& p = f.record;
     const bool first = !f.initOnce;
-    if (first) hvfx::SetFirstTimeSwitches(p);
+    if (first) hvfx::api::SetFirstTimeSwitches(p);
     p.nSampleRate = sampleRate;
     p.nInChannels = p.nOutChannels = channels;
     f.configured = true;
-    const int result = hvfx::EngineInit(f.engine, &p);
+    const int result = hvfx::api::EngineInit(f.engine, &p);
     if (first) {
-      hvfx::SetFirstTimeEqualizer(f.engine, p, channels);
+      hvfx::api::SetFirstTimeEqualizer(f.engine, p, channels);
       f.initOnce = true;
     } else {
-      hvfx::ReapplyEqualizer(f.engine, p);
+      hvfx::api::ReapplyEqualizer(f.engine, p);
     }
     return result;
   });
@@ -188,7 +188,7 @@ int HVFX_Process(HVFX_Engine* engine, short* samples, int frames) {
   Front& f = engine->front;
   const bool on = f.masterSwitch.load();
   if (frames < 1) return on ? 0 : 1;
-  hvfx::Engine& e = f.engine;
+  hvfx::api::Engine& e = f.engine;
   if (!e.BeginCall()) return 0;
   // The record as last published, for the whole call.
   const HVSFX_Param& p = e.FrontRecord();
@@ -198,11 +198,11 @@ int HVFX_Process(HVFX_Engine* engine, short* samples, int frames) {
     // The soundbar takes the signal at full level; everything else,
     // including the dry output of the switched-off effect, is attenuated.
     if (!on || p.bSoundbarEnable == 0)
-      hvfx::Attenuate(samples, static_cast<size_t>(frames) * static_cast<size_t>(channels));
+      hvfx::api::Attenuate(samples, static_cast<size_t>(frames) * static_cast<size_t>(channels));
     if (!on)
       result = 1;
     else if (e.FrontConfigured())
-      result = e.ProcessFrames(p, hvfx::RecordId(&f.record), samples, frames);
+      result = e.ProcessFrames(p, hvfx::api::RecordId(&f.record), samples, frames);
   }
   e.EndCall();
   return result;
@@ -211,7 +211,7 @@ int HVFX_Process(HVFX_Engine* engine, short* samples, int frames) {
 int HVFX_Release(HVFX_Engine* engine) {
   return Modify(engine, [&](Front& f) {
     f.configured = false;
-    return hvfx::EngineRelease(f.engine, &f.record);
+    return hvfx::api::EngineRelease(f.engine, &f.record);
   });
 }
 
@@ -222,15 +222,15 @@ int HVFX_GetLatency(HVFX_Engine* engine, int* frames) {
       *frames = 0;  // the effect is bypassed: only the attenuation applies
       return 1;
     }
-    return hvfx::EngineGetLatency(f.engine, &f.record, frames);
+    return hvfx::api::EngineGetLatency(f.engine, &f.record, frames);
   });
 }
 
 int HVFX_EQ_SetLPFEnable(HVFX_Engine* engine, bool enable) {
-  return Modify(engine, [&](Front& f) { return hvfx::EQ_SetLPFEnable(f.engine, &f.record, -1, enable); });
+  return Modify(engine, [&](Front& f) { return hvfx::api::EQ_SetLPFEnable(f.engine, &f.record, -1, enable); });
 }
 int HVFX_EQ_SetHPFEnable(HVFX_Engine* engine, bool enable) {
-  return Modify(engine, [&](Front& f) { return hvfx::EQ_SetHPFEnable(f.engine, &f.record, -1, enable); });
+  return Modify(engine, [&](Front& f) { return hvfx::api::EQ_SetHPFEnable(f.engine, &f.record, -1, enable); });
 }
 
 int HVFX_DRC_SetEnable(HVFX_Engine* engine, bool enable) {
@@ -246,13 +246,13 @@ int HVFX_AutoLevel_GetEnable(HVFX_Engine* engine, bool* enable) {
   return Read(engine, [&](Front& f) { return HVSFX_AdaV_GetEnable(&f.record, enable); });
 }
 int HVFX_AutoLevel_SetParam(HVFX_Engine* engine, int mode, int relativeVolume, int stationMs, int baseFlag) {
-  return Modify(engine, [&](Front& f) { return hvfx::AdaV_SetParam(f.engine, &f.record, mode, relativeVolume, stationMs, baseFlag); });
+  return Modify(engine, [&](Front& f) { return hvfx::api::AdaV_SetParam(f.engine, &f.record, mode, relativeVolume, stationMs, baseFlag); });
 }
 int HVFX_AutoLevel_GetParam(HVFX_Engine* engine, int* mode, int* relativeVolume, int* stationMs, int* baseFlag) {
   return Read(engine, [&](Front& f) { return HVSFX_AdaV_GetParam(&f.record, mode, relativeVolume, stationMs, baseFlag); });
 }
 int HVFX_AutoLevel_SetVolUpDownRate(HVFX_Engine* engine, int upRate, int downRate) {
-  return Modify(engine, [&](Front& f) { return hvfx::AdaV_SetVolUpDownRate(f.engine, &f.record, upRate, downRate); });
+  return Modify(engine, [&](Front& f) { return hvfx::api::AdaV_SetVolUpDownRate(f.engine, &f.record, upRate, downRate); });
 }
 int HVFX_AutoLevel_GetVolUpDownRate(HVFX_Engine* engine, int* upRate, int* downRate) {
   return Read(engine, [&](Front& f) { return HVSFX_AdaV_GetVolUpDownRate(&f.record, upRate, downRate); });
@@ -270,19 +270,19 @@ int HVFX_EQ_GetEnable(HVFX_Engine* engine, bool* enable) {
   return Read(engine, [&](Front& f) { return HVSFX_EQ_GetEnable(&f.record, enable); });
 }
 int HVFX_EQ_SetBandGain(HVFX_Engine* engine, int channel, int band, int gainDb, int freqHz, float q) {
-  return Modify(engine, [&](Front& f) { return hvfx::EQ_SetBandGain(f.engine, &f.record, channel, band, gainDb, freqHz, q); });
+  return Modify(engine, [&](Front& f) { return hvfx::api::EQ_SetBandGain(f.engine, &f.record, channel, band, gainDb, freqHz, q); });
 }
 int HVFX_EQ_GetBandGain(HVFX_Engine* engine, int channel, int band, int* gainDb, int* freqHz, float* q) {
   return Read(engine, [&](Front& f) { return HVSFX_EQ_GetBandGain(&f.record, channel, band, gainDb, freqHz, q); });
 }
 int HVFX_EQ_SetLPFBandGain(HVFX_Engine* engine, int channel, int gainDb, int freqHz) {
-  return Modify(engine, [&](Front& f) { return hvfx::EQ_SetLPFBandGain(f.engine, &f.record, channel, gainDb, freqHz); });
+  return Modify(engine, [&](Front& f) { return hvfx::api::EQ_SetLPFBandGain(f.engine, &f.record, channel, gainDb, freqHz); });
 }
 int HVFX_EQ_GetLPFBandGain(HVFX_Engine* engine, int channel, int* gainDb, int* freqHz) {
   return Read(engine, [&](Front& f) { return HVSFX_EQ_GetLPFBandGain(&f.record, channel, gainDb, freqHz); });
 }
 int HVFX_EQ_SetHPFBandGain(HVFX_Engine* engine, int channel, int gainDb, int freqHz) {
-  return Modify(engine, [&](Front& f) { return hvfx::EQ_SetHPFBandGain(f.engine, &f.record, channel, gainDb, freqHz); });
+  return Modify(engine, [&](Front& f) { return hvfx::api::EQ_SetHPFBandGain(f.engine, &f.record, channel, gainDb, freqHz); });
 }
 int HVFX_EQ_GetHPFBandGain(HVFX_Engine* engine, int channel, int* gainDb, int* freqHz) {
   return Read(engine, [&](Front& f) { return HVSFX_EQ_GetHPFBandGain(&f.record, channel, gainDb, freqHz); });
@@ -306,19 +306,19 @@ int HVFX_DynamicBass_GetCutOffFreq(HVFX_Engine* engine, int* hz) {
   return Read(engine, [&](Front& f) { return HVSFX_DynamicBass_GetCutOffFreq(&f.record, hz); });
 }
 int HVFX_Soundbar_SetEnable(HVFX_Engine* engine, bool enable) {
-  return Modify(engine, [&](Front& f) { return hvfx::Soundbar_SetEnable(f.engine, &f.record, enable); });
+  return Modify(engine, [&](Front& f) { return hvfx::api::Soundbar_SetEnable(f.engine, &f.record, enable); });
 }
 int HVFX_Soundbar_GetEnable(HVFX_Engine* engine, bool* enable) {
   return Read(engine, [&](Front& f) { return HVSFX_Soundbar_GetEnable(&f.record, enable); });
 }
 int HVFX_Soundbar_SetDistance(HVFX_Engine* engine, int distance) {
-  return Modify(engine, [&](Front& f) { return hvfx::Soundbar_SetDistance(f.engine, &f.record, distance); });
+  return Modify(engine, [&](Front& f) { return hvfx::api::Soundbar_SetDistance(f.engine, &f.record, distance); });
 }
 int HVFX_Soundbar_GetDistance(HVFX_Engine* engine, int* distance) {
   return Read(engine, [&](Front& f) { return HVSFX_Soundbar_GetDistance(&f.record, distance); });
 }
 int HVFX_Soundbar_SetAngle(HVFX_Engine* engine, int angle) {
-  return Modify(engine, [&](Front& f) { return hvfx::Soundbar_SetAngle(f.engine, &f.record, angle); });
+  return Modify(engine, [&](Front& f) { return hvfx::api::Soundbar_SetAngle(f.engine, &f.record, angle); });
 }
 int HVFX_Soundbar_GetAngle(HVFX_Engine* engine, int* angle) {
   return Read(engine, [&](Front& f) { return HVSFX_Soundbar_GetAngle(&f.record, angle); });
@@ -330,13 +330,13 @@ int HVFX_Soundbar_GetLFECopyEnable(HVFX_Engine* engine, bool* enable) {
   return Read(engine, [&](Front& f) { return HVSFX_Soundbar_GetLFECopyEnable(&f.record, enable); });
 }
 int HVFX_Soundbar_SetLFEFreq(HVFX_Engine* engine, int hz) {
-  return Modify(engine, [&](Front& f) { return hvfx::Soundbar_SetLFEFreq(f.engine, &f.record, hz); });
+  return Modify(engine, [&](Front& f) { return hvfx::api::Soundbar_SetLFEFreq(f.engine, &f.record, hz); });
 }
 int HVFX_Soundbar_GetLFEFreq(HVFX_Engine* engine, int* hz) {
   return Read(engine, [&](Front& f) { return HVSFX_Soundbar_GetLFEFreq(&f.record, hz); });
 }
 int HVFX_Soundbar_SetLFEGain(HVFX_Engine* engine, int db) {
-  return Modify(engine, [&](Front& f) { return hvfx::Soundbar_SetLFEGain(f.engine, &f.record, db); });
+  return Modify(engine, [&](Front& f) { return hvfx::api::Soundbar_SetLFEGain(f.engine, &f.record, db); });
 }
 int HVFX_Soundbar_GetLFEGain(HVFX_Engine* engine, int* db) {
   return Read(engine, [&](Front& f) { return HVSFX_Soundbar_GetLFEGain(&f.record, db); });
@@ -348,13 +348,13 @@ int HVFX_Soundbar_GetLFESVEnable(HVFX_Engine* engine, bool* enable) {
   return Read(engine, [&](Front& f) { return HVSFX_Soundbar_GetLFESVEnable(&f.record, enable); });
 }
 int HVFX_Soundbar_SetLFESVParam(HVFX_Engine* engine, int mode, int relativeVolume, int stationMs, int baseFlag) {
-  return Modify(engine, [&](Front& f) { return hvfx::Soundbar_SetLFESVParam(f.engine, &f.record, mode, relativeVolume, stationMs, baseFlag); });
+  return Modify(engine, [&](Front& f) { return hvfx::api::Soundbar_SetLFESVParam(f.engine, &f.record, mode, relativeVolume, stationMs, baseFlag); });
 }
 int HVFX_Soundbar_GetLFESVParam(HVFX_Engine* engine, int* mode, int* relativeVolume, int* stationMs, int* baseFlag) {
   return Read(engine, [&](Front& f) { return HVSFX_Soundbar_GetLFESVParam(&f.record, mode, relativeVolume, stationMs, baseFlag); });
 }
 int HVFX_Soundbar_SetLFESVVolUpDownRate(HVFX_Engine* engine, int upRate, int downRate) {
-  return Modify(engine, [&](Front& f) { return hvfx::Soundbar_SetLFESVVolUpDownRate(f.engine, &f.record, upRate, downRate); });
+  return Modify(engine, [&](Front& f) { return hvfx::api::Soundbar_SetLFESVVolUpDownRate(f.engine, &f.record, upRate, downRate); });
 }
 int HVFX_Soundbar_GetLFESVVolUpDownRate(HVFX_Engine* engine, int* upRate, int* downRate) {
   return Read(engine, [&](Front& f) { return HVSFX_Soundbar_GetLFESVVolUpDownRate(&f.record, upRate, downRate); });

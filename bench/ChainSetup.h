@@ -31,7 +31,7 @@ constexpr int kRate = 48000;
 constexpr int kBlock = 512;  // frames per HVTralo_Process call (the engine's block)
 
 // The process-wide engine's running chain.
-inline hvfx::Chain& Live() { return *hvfx::Engine::Global().LiveChain(); }
+inline hvfx::api::Chain& Live() { return *hvfx::api::Engine::Global().LiveChain(); }
 
 // Switches every stage of the chain on for `channels` (2 or 6).
 inline void Configure(int channels) {
@@ -49,7 +49,7 @@ inline void Configure(int channels) {
   HVTralo_Soundbar_SetEnable(channels == 6);
   HVTralo_Soundbar_SetLFECopyEnable(channels == 6);
   HVTralo_Soundbar_SetLFESVEnable(channels == 6);
-  hvfx::Engine::Global().TakeChanges();  // as the next call would: the stage runners use the chain now
+  hvfx::api::Engine::Global().TakeChanges();  // as the next call would: the stage runners use the chain now
 }
 
 // Interleaved 16-bit material: noise whose level jumps every 2000 frames

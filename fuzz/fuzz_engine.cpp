@@ -73,7 +73,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   HVSFX_Param own{}, second{};
   HVSFX_GetDefaultParam(&own);
   HVSFX_GetDefaultParam(&second);
-  hvfx::Engine::Global().GatheredFrames() = 0;
+  hvfx::api::Engine::Global().GatheredFrames() = 0;
   bool b = false;
   int i1 = 0, i2 = 0, i3 = 0, i4 = 0;
   float q = 0.0f;
@@ -183,6 +183,6 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     }
   }
   HVSFX_Release(&own);
-  hvfx::Engine::Global().GatheredFrames() = 0;
+  hvfx::api::Engine::Global().GatheredFrames() = 0;
   return 0;
 }

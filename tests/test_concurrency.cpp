@@ -75,8 +75,8 @@ struct Recording {
 };
 
 Recording RunTwoThreads(HVFX_Engine* e, int calls) {
-  hvfx::Engine& engine = e->front.engine;
-  std::vector<hvfx::Engine::TakenAt> taken(100000);
+  hvfx::api::Engine& engine = e->front.engine;
+  std::vector<hvfx::api::Engine::TakenAt> taken(100000);
   engine.ObserveCommits(taken.data(), taken.size());
   Recording run;
   run.out.resize(static_cast<size_t>(calls));
@@ -136,7 +136,7 @@ TEST(Concurrency, InstanceReplaysBitForBitWithNoCallSkipped) {
 
 TEST(Concurrency, ProcessWideFrontReplaysBitForBit) {
   chain::ReloadLibrary();
-  HVFX_Engine* front = hvfx::GlobalFrontHandleForTests();
+  HVFX_Engine* front = hvfx::api::GlobalFrontHandleForTests();
   Start(front);
   const Recording run = RunTwoThreads(front, Calls() / 3);
   EXPECT_EQ(run.skipped, 0);
@@ -198,7 +198,7 @@ TEST(Concurrency, DeferredReleaseNeverTouchesTheHostsRecord) {
   delete record;
   audio.join();
   EXPECT_EQ(result, 1);
-  EXPECT_EQ(hvfx::Engine::Global().LiveChain(), nullptr);
+  EXPECT_EQ(hvfx::api::Engine::Global().LiveChain(), nullptr);
   chain::ReloadLibrary();
 }
 

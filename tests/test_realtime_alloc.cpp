@@ -95,7 +95,7 @@ TEST(RealtimeAlloc, NoAllocationOrFreeInsideProcessForAnyEffectCombination) {
         for (unsigned effects = 0; effects <= chain::kAllEffects; ++effects) {
           chain::ReloadLibrary();
           HVSFX_Param own = HVSFX_Param_Default;
-          HVSFX_Param* p = front ? &hvfx::GlobalFront().record : &own;
+          HVSFX_Param* p = front ? &hvfx::api::GlobalFront().record : &own;
           if (front) {
             ASSERT_EQ(HVTralo_Init(rate, channels), 1);
             HVTralo_SetEnable(true);

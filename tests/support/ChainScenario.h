@@ -58,13 +58,13 @@ inline std::vector<short> SlowlyMovingSignal(int channels, long first, int frame
 // The library's state at load time: the front's record and switches, the
 // process-wide engine released.
 inline void ReloadLibrary() {
-  hvfx::ResetGlobalFrontForTests();
+  hvfx::api::ResetGlobalFrontForTests();
 }
 
 // The front's record changed through the engine interface reaches the
 // front's audio side only when published (the front's own setters do it).
 inline void PublishIfFront(HVSFX_Param* p) {
-  if (p == &hvfx::GlobalFront().record) hvfx::PublishFrontRecord(hvfx::GlobalFront());
+  if (p == &hvfx::api::GlobalFront().record) hvfx::api::PublishFrontRecord(hvfx::api::GlobalFront());
 }
 
 // Switches the effects in `effects` on and the others off on a record, and

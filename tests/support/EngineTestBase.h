@@ -14,11 +14,11 @@ class EngineTestBase : public ::testing::Test {
  protected:
   void SetUp() override {
     HVSFX_GetDefaultParam(&param);
-    hvfx::Engine::Global().GatheredFrames() = 0;
+    hvfx::api::Engine::Global().GatheredFrames() = 0;
   }
   void TearDown() override {
     HVSFX_Release(&param);
-    hvfx::Engine::Global().GatheredFrames() = 0;
+    hvfx::api::Engine::Global().GatheredFrames() = 0;
   }
   HVSFX_Param param{};
 };
