@@ -54,14 +54,6 @@ bool AnyChainSwitchOn(const HVSFX_Param& p) {
   return p.bSurroundEnable || p.bEQEnable || p.bDynamicBassEnable || p.bAdaVEnable || p.bSoundbarEnable;
 }
 
-// Frames a call can gather before the current block is full: the smaller of
-// the frames left in the call and the room left in the block. Never
-// overflows, whatever the counts (gathered is 0 ... blockFrames - 1).
-constexpr int FramesToGather(int gathered, int remaining, int blockFrames) {
-  const int room = blockFrames - gathered;
-  return remaining < room ? remaining : room;
-}
-
 // ---- Chain stages ------------------------------------------------------------
 // Each stage reads the previous stage's output and is skipped when its switch
 // is off or its module is missing. `p` is the call's record, `c` the chain.

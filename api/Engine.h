@@ -33,6 +33,14 @@ class CSoundbar4Fxd;
 
 namespace hvfx::api {
 
+// Frames a call can gather before the current block is full: the smaller of
+// the frames left in the call and the room left in the block. Never
+// overflows, whatever the counts (gathered is 0 ... blockFrames - 1).
+constexpr int FramesToGather(int gathered, int remaining, int blockFrames) {
+  const int room = blockFrames - gathered;
+  return remaining < room ? remaining : room;
+}
+
 // One built chain: every module instance and buffer for one layout, created
 // together from a record by HVSFX_Init and freed together.
 struct Chain {
@@ -188,6 +196,8 @@ class Engine {
 
   // ---- Test access (single-threaded tests only) --------------------------
   Chain* LiveChain() { return live_; }
+  bool& EqResetPending(int channel) { return eqResetPending_[channel]; }
+  bool& SoundbarResetPending() { return soundbarResetPending_; }
   int& GatheredFrames() { return sampleCount_; }
   // Takes the published changes now, as a call would.
   void TakeChanges() {

@@ -20,16 +20,16 @@ constexpr uint32_t kInactive = 0xFFFFFFFFu;
 constexpr int kBlock = 128;
 constexpr int kBandDelay = 128;  // band look-ahead given to Init
 
-void StopFades() {
-  CSoundbar4Fxd::inputFadePosition = kInactive;
-  CSoundbar4Fxd::outputFadePosition = kInactive;
+void StopFades(CSoundbar4Fxd& s) {
+  s.inputFadePosition = kInactive;
+  s.outputFadePosition = kInactive;
 }
 
 // A processor at `rate` with the fades switched off.
 struct Processor : CSoundbar4Fxd {
   explicit Processor(int rate = 48000, int distance = 50, int angle = 1, int block = kBlock) {
     Init(rate, 6, block, kBandDelay, distance, angle);
-    StopFades();
+    StopFades(*this);
   }
 };
 
@@ -183,18 +183,18 @@ TEST(SoundbarBatch, ProgressLinesAndDistanceSwitching) {
   const std::string text = testing::internal::GetCapturedStdout();
   EXPECT_EQ(text.substr(0, 70), "   10%\r   20%\r   30%\r   40%\r   50%\r   60%\r   70%\r   80%\r   90%\r  100%\r");
   EXPECT_EQ(text.substr(text.size() - 6), " sec.\n");
-  EXPECT_EQ(CSoundbar4Fxd::inputFadePosition, kInactive);  // the 16-bit form never switches
+  EXPECT_EQ(sb.inputFadePosition, kInactive);  // the 16-bit form never switches
 
   // 32-bit form at 48 kHz, 128-frame blocks: the block ending at sample
   // 240000 (five seconds) switches, the one before does not.
   std::vector<int> in(240000 * 2), out(240000 * 6);
   testing::internal::CaptureStdout();
   sb.BatchProcess(in.data(), 240000 - kBlock, 2, out.data(), 0, 6, 1, 0);
-  EXPECT_EQ(CSoundbar4Fxd::inputFadePosition, kInactive);
+  EXPECT_EQ(sb.inputFadePosition, kInactive);
   std::srand(7);
   sb.BatchProcess(in.data(), 240000, 2, out.data(), 0, 6, 1, 0);
   const std::string tail = testing::internal::GetCapturedStdout();
-  EXPECT_EQ(CSoundbar4Fxd::inputFadePosition, 0u);
+  EXPECT_EQ(sb.inputFadePosition, 0u);
   const int d = sb.Distance();
   EXPECT_TRUE(d == 30 || d == 40 || d == 50 || d == 60 || d == 70) << d;
   // Fewer frames than a block: only the time line.
@@ -202,7 +202,6 @@ TEST(SoundbarBatch, ProgressLinesAndDistanceSwitching) {
   sb.BatchProcess(in.data(), kBlock - 1, 2, out.data(), 0, 6, 1, 0);
   const std::string nothing = testing::internal::GetCapturedStdout();
   EXPECT_EQ(nothing.find('%'), std::string::npos);
-  StopFades();
 }
 
 }  // namespace

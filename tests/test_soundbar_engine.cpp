@@ -6,13 +6,12 @@
 #include <random>
 #include <vector>
 
-#include "api/EngineInternal.h"
+#include "support/EngineTestBase.h"
 #include "hvtralofx/HVSFX_Engine.h"
 #include "hvtralofx/HVSFX_SoundbarControl.h"
 #include "hvtralofx/HVSFX_Switches.h"
 #include "hvtralofx/CSoundbar4Fxd.h"
 #include "loudness/LevellerCore.h"
-#include "support/EngineTestBase.h"
 
 using namespace hvfx::api;  // the engine's internals
 
@@ -52,7 +51,7 @@ TEST_F(SoundbarEngine, RunsOnlyForSixInSixOut) {
     Init(channels);
     HVSFX_EQ_SetEnable(&param, true);
     const auto with = Run(Programme(channels, 4, 0xFF, 8000));
-    EXPECT_EQ(CSoundbar4Fxd::outputFadePosition, 0u) << "soundbar ran for " << channels << " channels";
+    EXPECT_EQ(LiveChain()->soundbar->outputFadePosition, 0u) << "soundbar ran for " << channels << " channels";
     HVSFX_Release(&param);
     param.bSoundbarEnable = false;
     Init(channels);
@@ -85,26 +84,27 @@ TEST_F(SoundbarEngine, ControlsStoreFirstAndReachTheModules) {
 
   // The stored distance and width build the soundbar at init.
   Init(6);
-  EXPECT_EQ(ptr_Soundbar->Distance(), 30);
-  EXPECT_EQ(ptr_Soundbar->Angle(), 2);
-  CSoundbar4Fxd::inputFadePosition = 0xFFFFFFFFu;
+  EXPECT_EQ(LiveChain()->soundbar->Distance(), 30);
+  EXPECT_EQ(LiveChain()->soundbar->Angle(), 2);
+  LiveChain()->soundbar->inputFadePosition = 0xFFFFFFFFu;
   EXPECT_EQ(HVSFX_Soundbar_SetDistance(&param, 70), 1);
-  EXPECT_EQ(ptr_Soundbar->Distance(), 70);
-  EXPECT_EQ(CSoundbar4Fxd::inputFadePosition, 0u);  // the change fades in
+  EXPECT_EQ(LiveChain()->soundbar->Distance(), 70);
+  EXPECT_EQ(LiveChain()->soundbar->inputFadePosition, 0u);  // the change fades in
   for (auto setter : {HVSFX_Soundbar_SetLFEFreq, HVSFX_Soundbar_SetLFEGain}) EXPECT_EQ(setter(&param, 100), 1);
   // The LFE leveller takes its settings (and the main leveller keeps its own).
   EXPECT_EQ(HVSFX_Soundbar_SetLFESVParam(&param, 1, 40, 9000, 1), 1);
   EXPECT_EQ(HVSFX_Soundbar_SetLFESVVolUpDownRate(&param, 15, 3), 1);
-  EXPECT_EQ(Core(ptr_AdaV_LFE).mode_, 1);
-  EXPECT_EQ(Core(ptr_AdaV_LFE).relativeVolumeDb_, 2228224 * 40 / 100 - 2424832);
-  EXPECT_EQ(Core(ptr_AdaV_LFE).upRate_, 5242);
-  EXPECT_EQ(Core(ptr_AdaV_LFE).downRate_, -1048);
-  EXPECT_EQ(Core(ptr_AdaV).upRate_, 2097);
+  EXPECT_EQ(Core(LiveChain()->adavLfe).mode_, 1);
+  EXPECT_EQ(Core(LiveChain()->adavLfe).relativeVolumeDb_, 2228224 * 40 / 100 - 2424832);
+  EXPECT_EQ(Core(LiveChain()->adavLfe).upRate_, 5242);
+  EXPECT_EQ(Core(LiveChain()->adavLfe).downRate_, -1048);
+  EXPECT_EQ(Core(LiveChain()->adav).upRate_, 2097);
   // Switching the soundbar on requests a reset, consumed by the next block.
   EXPECT_EQ(HVSFX_Soundbar_SetEnable(&param, true), 1);
-  EXPECT_EQ(nSoundbarFilterResetFlag.load(), 1);
+  LiveChain();  // taken as the next call's start takes it
+  EXPECT_TRUE(GlobalEngine().SoundbarResetPending());
   Run(Programme(6, 1, 0x3F, 100));
-  EXPECT_EQ(nSoundbarFilterResetFlag.load(), 0);
+  EXPECT_FALSE(GlobalEngine().SoundbarResetPending());
 }
 
 }  // namespace
