@@ -35,10 +35,17 @@ void ToShortDomain(int* v, size_t count) {
 }
 
 // v = v << 8 over `count` samples: back to working samples. A leveller
-// boosting loud material past the 16-bit domain's 2^23 saturates here
+// boosting loud material past the 16-bit domain's 2^23 is clamped here
 // rather than wrapping to the other rail.
 void FromShortDomain(int* v, size_t count) {
-  for (size_t i = 0; i < count; ++i) v[i] = ShlSat32(v[i], 8);
+  for (size_t i = 0; i < count; ++i) v[i] = ClampShl32(v[i], 8);
+}
+
+// The same after the limiter, whose gain never exceeds 1: its output is no
+// larger than its input, which came out of ToShortDomain, so the shift
+// cannot wrap.
+void FromShortDomainLimited(int* v, size_t count) {
+  for (size_t i = 0; i < count; ++i) v[i] = ShlWrap32(v[i], 8);
 }
 
 // (v + 128) asr 2 of a working sample: the virtualizer's quarter scale. The
@@ -63,26 +70,27 @@ struct Stages {
   Chain& c;
   bool* eqResetPending;
   bool& soundbarResetPending;
-
-  int n() const { return c.frames; }
+  // The block length, held here: the loops below write through int
+  // pointers, which the compiler must otherwise assume may change it.
+  const int n = c.frames;
 
   // Copies the previous stage's output into the input buffer (N x nOutChannels).
   void CopyOutToIn() const {
-    std::memcpy(c.inBuf, c.outBuf, sizeof(int) * Count(n(), p.nOutChannels));
+    std::memcpy(c.inBuf, c.outBuf, sizeof(int) * Count(n, p.nOutChannels));
   }
 
   // The LFE pre-mix: row 3 becomes the sum of every row halved (each halved
   // separately, truncating), band-filtered by the LFE equalizer.
   void MixLfe() const {
     int* rows[6];
-    for (int r = 0; r < 6; ++r) rows[r] = Row(c.inBuf, r, n());
-    for (int i = 0; i < n(); ++i) {
+    for (int r = 0; r < 6; ++r) rows[r] = Row(c.inBuf, r, n);
+    for (int i = 0; i < n; ++i) {
       int lfe = Asr32(rows[3][i], 1);
       for (int r : {0, 1, 2, 4, 5}) lfe = AddWrap32(lfe, Asr32(rows[r][i], 1));
       rows[3][i] = lfe;
     }
-    c.eqLfe->EQProcess(Row(c.outBuf, 3, n()), rows[3], 1, n());
-    std::memcpy(rows[3], Row(c.outBuf, 3, n()), sizeof(int) * static_cast<size_t>(n()));
+    c.eqLfe->EQProcess(Row(c.outBuf, 3, n), rows[3], 1, n);
+    std::memcpy(rows[3], Row(c.outBuf, 3, n), sizeof(int) * static_cast<size_t>(n));
   }
 
   // Soundbar virtualizer with the LFE pre-mix, 6 in / 6 out only, at a rate
@@ -91,21 +99,21 @@ struct Stages {
   // full-range channels (not the LFE) shifted up by nGainShift on top.
   bool Soundbar() const {
     if (!(c.soundbar != nullptr && p.bSoundbarEnable && IsSixInSixOut(p) && c.soundbarReady)) return false;
-    const size_t count = Count(n(), 6);
+    const size_t count = Count(n, 6);
     for (size_t i = 0; i < count; ++i) c.inBuf[i] = ToSoundbarDomain(c.inBuf[i]);
     if (p.bLFECopyEnable && c.eqLfe != nullptr) MixLfe();
     if (soundbarResetPending) {
       soundbarResetPending = false;
       c.soundbar->Reset();
     }
-    c.soundbar->Process(c.inBuf, n(), p.nInChannels, c.outBuf, n(), p.nOutChannels, 0);
+    c.soundbar->Process(c.inBuf, n, p.nInChannels, c.outBuf, n, p.nOutChannels, 0);
     // x 4 back to the working scale; the full-range rows also << nGainShift.
     // Loud material with a gain shift can exceed 32 bits: saturated.
     const int shift = p.nGainShift > 0 ? p.nGainShift : 0;
     for (int r = 0; r < 6; ++r) {
-      int* row = Row(c.outBuf, r, n());
+      int* row = Row(c.outBuf, r, n);
       const int extra = r == 3 ? 0 : shift;
-      for (int i = 0; i < n(); ++i) row[i] = ShlSat32(ShlSat32(row[i], 2), extra);
+      for (int i = 0; i < n; ++i) row[i] = ClampShl32(row[i], 2 + extra);
     }
     return true;
   }
@@ -115,13 +123,13 @@ struct Stages {
   bool LfeLevellerApplies() const { return c.adavLfe != nullptr && p.bLFESVEnable && IsSixInSixOut(p); }
   void LfeLeveller(bool soundbarRan) const {
     if (soundbarRan) CopyOutToIn();
-    std::memcpy(c.lfeIn, Row(c.inBuf, 3, n()), sizeof(int) * static_cast<size_t>(n()));
-    ToShortDomain(c.lfeIn, static_cast<size_t>(n()));
-    c.adavLfe->Process(c.lfeOut, c.lfeIn, 1, n());
-    FromShortDomain(c.lfeOut, static_cast<size_t>(n()));
+    std::memcpy(c.lfeIn, Row(c.inBuf, 3, n), sizeof(int) * static_cast<size_t>(n));
+    ToShortDomain(c.lfeIn, static_cast<size_t>(n));
+    c.adavLfe->Process(c.lfeOut, c.lfeIn, 1, n);
+    FromShortDomain(c.lfeOut, static_cast<size_t>(n));
   }
   void WriteBackLfe() const {
-    std::memcpy(Row(c.outBuf, 3, n()), c.lfeOut, sizeof(int) * static_cast<size_t>(n()));
+    std::memcpy(Row(c.outBuf, 3, n), c.lfeOut, sizeof(int) * static_cast<size_t>(n));
   }
 
   // The leveller stage: adaptive volume on the main channels. Six rows are
@@ -130,9 +138,9 @@ struct Stages {
   bool Leveller(bool copyFirst) const {
     if (!LevellerRuns(p, c)) return false;
     if (copyFirst) CopyOutToIn();
-    const size_t count = Count(n(), kWorkingRows);
+    const size_t count = Count(n, kWorkingRows);
     ToShortDomain(c.inBuf, count);
-    c.adav->Process(c.outBuf, c.inBuf, p.nInChannels, n());
+    c.adav->Process(c.outBuf, c.inBuf, p.nInChannels, n);
     FromShortDomain(c.outBuf, count);
     return true;
   }
@@ -148,7 +156,7 @@ struct Stages {
         eqResetPending[ch] = false;
         c.eq[ch]->Reset();
       }
-      c.eq[ch]->EQProcess(Row(c.outBuf, ch, n()), Row(c.inBuf, ch, n()), 1, n());
+      c.eq[ch]->EQProcess(Row(c.outBuf, ch, n), Row(c.inBuf, ch, n), 1, n);
     }
     return true;
   }
@@ -156,14 +164,14 @@ struct Stages {
   // The limiter stage: dynamic range control, in place on the output buffer.
   void Limiter(bool anyStageRan) const {
     if (c.drc == nullptr || !p.bDRCEnable) return;
-    if (!anyStageRan) std::memcpy(c.outBuf, c.inBuf, sizeof(int) * Count(n(), p.nOutChannels));
+    if (!anyStageRan) std::memcpy(c.outBuf, c.inBuf, sizeof(int) * Count(n, p.nOutChannels));
     // Row pointers in fixed storage: nothing is allocated per block.
     int* rows[HVSFX_MAX_CHANNELS] = {};
-    for (int r = 0; r < p.nInChannels; ++r) rows[r] = Row(c.outBuf, r, n());
-    const size_t count = Count(n(), p.nInChannels);
+    for (int r = 0; r < p.nInChannels; ++r) rows[r] = Row(c.outBuf, r, n);
+    const size_t count = Count(n, p.nInChannels);
     ToShortDomain(c.outBuf, count);
-    c.drc->Process(rows, n());
-    FromShortDomain(c.outBuf, count);
+    c.drc->Process(rows, n);
+    FromShortDomainLimited(c.outBuf, count);
   }
 
   static bool LevellerRuns(const HVSFX_Param& p, const Chain& c) {
@@ -546,8 +554,8 @@ int Engine::ProcessFrames(const HVSFX_Param& p, std::uintptr_t recordId, short* 
       const long long a = static_cast<long long>(sampleCount_) + i;
       const long long b = a + n;
       if (a >= limit) break;
-      c.outBuf[a] = ShlSat32(c.outBuf[a], p.nGainShift);
-      if (b < limit) c.outBuf[b] = ShlSat32(c.outBuf[b], p.nGainShift);
+      c.outBuf[a] = ClampShl32(c.outBuf[a], p.nGainShift);
+      if (b < limit) c.outBuf[b] = ClampShl32(c.outBuf[b], p.nGainShift);
     }
   }
   return 1;
@@ -557,7 +565,7 @@ int Engine::ProcessFrames(const HVSFX_Param& p, std::uintptr_t recordId, short* 
 // LFE pre-mix, LFE leveller, main leveller, LFE write-back, equalizer,
 // limiter.
 int Engine::RunChain(const HVSFX_Param& p) {
-  const Stages s{p, *live_, eqResetPending_, soundbarResetPending_};
+  const Stages s{p, *live_, eqResetPending_, soundbarResetPending_, live_->frames};
   const bool soundbarRan = s.Soundbar();
   const bool lfeLeveller = s.LfeLevellerApplies();
   if (lfeLeveller) s.LfeLeveller(soundbarRan);
