@@ -29,7 +29,11 @@ constexpr int kIntegratorInShift = 10;
 constexpr int kIntegratorOutAdjust = 2;
 
 // The sample arithmetic of each path. 32-bit: wrapping 32-bit sums, 64-bit
-// products. 16-bit: sums and products formed in 32 bits, stored truncated.
+// products. 16-bit: sums and products formed in 32 bits; the band split's
+// difference is stored truncated (it stays in range), while a side band
+// weighted by a gain above 1 stays 32 bits wide until it is mixed with its
+// mid band, and the mixes saturate to 16 bits: full-scale input would
+// otherwise wrap an output from one rail to the other.
 template <class Sample>
 struct PathArith;
 
@@ -44,11 +48,13 @@ struct PathArith<int> {
 
 template <>
 struct PathArith<short> {
-  static short Half(short a, short b) { return Wrap16((a + b) >> 1); }
-  static short HalfDiff(short a, short b) { return Wrap16((a - b) >> 1); }
-  static short Add(short a, short b) { return Wrap16(a + b); }
+  // Overflow note: |a|, |b| < 2^16 and |x * g| < 2^30 keep every sum and
+  // product in 32 bits; Sat16 narrows where the 16-bit result is final.
+  static short Half(short a, int b) { return Sat16((a + b) >> 1); }
+  static short HalfDiff(short a, int b) { return Sat16((a - b) >> 1); }
+  static short Add(short a, short b) { return Sat16(a + b); }
   static short Sub(short a, short b) { return Wrap16(a - b); }
-  static short MulShift(short x, int g, int s) { return Wrap16(Asr32(x * g, s)); }
+  static int MulShift(short x, int g, int s) { return Asr32(x * g, s); }
 };
 
 // (s * gain) asr 15 of one sample, truncated to its width.
@@ -202,8 +208,8 @@ struct PairMatrix {
 
   PairOutput<Sample> At(int n) const {
     using A = PathArith<Sample>;
-    const Sample high = A::MulShift(sideHigh[n], gHigh, kHigh);
-    const Sample low = A::MulShift(sideLow[n], gLow, kLow);
+    const auto high = A::MulShift(sideHigh[n], gHigh, kHigh);
+    const auto low = A::MulShift(sideLow[n], gLow, kLow);
     return {A::Half(midHigh[n], high), A::HalfDiff(midHigh[n], high), A::Half(midLow[n], low),
             A::HalfDiff(midLow[n], low)};
   }
