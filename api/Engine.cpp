@@ -1,5 +1,6 @@
 #include "Engine.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 
@@ -132,13 +133,13 @@ struct Stages {
     std::memcpy(Row(c.outBuf, 3, n), c.lfeOut, sizeof(int) * static_cast<size_t>(n));
   }
 
-  // The leveller stage: adaptive volume on the main channels. Six rows are
-  // converted whatever the channel count (both working buffers hold six);
-  // the leveller reads and writes nInChannels of them.
+  // The leveller stage: adaptive volume on the main channels; it reads and
+  // writes nInChannels rows. The rows of both layouts are converted: rows
+  // past them never reach a later stage or the output.
   bool Leveller(bool copyFirst) const {
     if (!LevellerRuns(p, c)) return false;
     if (copyFirst) CopyOutToIn();
-    const size_t count = Count(n, kWorkingRows);
+    const size_t count = Count(n, std::max(p.nInChannels, p.nOutChannels));
     ToShortDomain(c.inBuf, count);
     c.adav->Process(c.outBuf, c.inBuf, p.nInChannels, n);
     FromShortDomain(c.outBuf, count);
