@@ -1,37 +1,38 @@
 #include "hvtralofx/HVSFX_AdaVControl.h"
 
-
-#include "hvtralofx/CAdaptiveVolume_S24.h"
 #include "AdaVControlInternal.h"
-#include "EngineInternal.h"
+#include "EngineOps.h"
 
-using namespace hvfx::api;
+using hvfx::api::AdaVRateToPercent;
 
-namespace {
+namespace hvfx::api {
 
-// Calls body(leveller) when the main leveller exists. Holds the engine
-// meanwhile, so that a release or re-initialisation cannot free it, and
-// starts after any block in flight, so that the change lands between blocks
-// (a block that would start meanwhile is skipped).
-template <typename Body>
-void WithLeveller(Body body) {
-  EngineControlGuard guard;
-  guard.PauseBlocks();
-  if (ptr_AdaV != nullptr) body(*ptr_AdaV);
-}
-
-}  // namespace
-
-extern "C" {
-
-int HVSFX_AdaV_SetParam(HVSFX_Param* p, int mode, int relativeVolume, int stationMs, int baseFlag) {
+int AdaV_SetParam(Engine& e, HVSFX_Param* p, int mode, int relativeVolume, int stationMs, int baseFlag) {
   if (p == nullptr) return 0;
   p->nAdaVMode = mode;
   p->nAdaVRelativeVolume = relativeVolume;
   p->nAdaVStationSigMs = stationMs;
   p->nAdaVBaseFlag = baseFlag;
-  WithLeveller([&](CAdaptiveVolume_S24& adav) { adav.SetAdaVParam(mode, relativeVolume, stationMs, baseFlag); });
+  if (e.Built() != nullptr) e.Publish(Change::Kind::kLevellerParam, 0, mode, relativeVolume, stationMs, baseFlag);
   return 1;
+}
+
+int AdaV_SetVolUpDownRate(Engine& e, HVSFX_Param* p, int upRate, int downRate) {
+  if (p == nullptr) return 0;
+  p->nAdaVVolUpRate = upRate;
+  p->nAdaVVolDownRate = downRate;
+  if (e.Built() != nullptr)
+    e.Publish(Change::Kind::kLevellerRates, 0, AdaVRateToPercent(upRate), AdaVRateToPercent(downRate));
+  return 1;
+}
+
+}  // namespace hvfx::api
+
+extern "C" {
+
+int HVSFX_AdaV_SetParam(HVSFX_Param* p, int mode, int relativeVolume, int stationMs, int baseFlag) {
+  return hvfx::api::WithGlobalEngine(
+      [&](hvfx::api::Engine& e) { return hvfx::api::AdaV_SetParam(e, p, mode, relativeVolume, stationMs, baseFlag); });
 }
 
 int HVSFX_AdaV_GetParam(HVSFX_Param* p, int* mode, int* relativeVolume, int* stationMs, int* baseFlag) {
@@ -45,13 +46,7 @@ int HVSFX_AdaV_GetParam(HVSFX_Param* p, int* mode, int* relativeVolume, int* sta
 }
 
 int HVSFX_AdaV_SetVolUpDownRate(HVSFX_Param* p, int upRate, int downRate) {
-  if (p == nullptr) return 0;
-  p->nAdaVVolUpRate = upRate;
-  p->nAdaVVolDownRate = downRate;
-  WithLeveller([&](CAdaptiveVolume_S24& adav) {
-    adav.SetVolUpDownRate(AdaVRateToPercent(upRate), AdaVRateToPercent(downRate));
-  });
-  return 1;
+  return hvfx::api::WithGlobalEngine([&](hvfx::api::Engine& e) { return hvfx::api::AdaV_SetVolUpDownRate(e, p, upRate, downRate); });
 }
 
 int HVSFX_AdaV_GetVolUpDownRate(HVSFX_Param* p, int* upRate, int* downRate) {

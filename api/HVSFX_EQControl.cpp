@@ -3,10 +3,10 @@
 #include <cmath>
 
 #include "hvtralofx/CHVAudioEQ_Ts.h"
-#include "EngineInternal.h"
+#include "Engine.h"
+#include "EngineOps.h"
 
-using namespace hvfx::api;
-
+namespace hvfx::api {
 namespace {
 
 // Centre frequencies the band reset restores, bands 0 ... 7 (Hz).
@@ -40,8 +40,9 @@ struct Channels {
   int first = 0;
   int end = 0;
 };
-bool Addressed(const HVSFX_Param& p, int channel, Channels& out) {
-  const int existing = s_eqChannelCount < HVSFX_MAX_CHANNELS ? s_eqChannelCount : HVSFX_MAX_CHANNELS;
+bool Addressed(const Engine& engine, const HVSFX_Param& p, int channel, Channels& out) {
+  const int count = engine.Built() != nullptr ? engine.Built()->eqCount : 0;
+  const int existing = count < HVSFX_MAX_CHANNELS ? count : HVSFX_MAX_CHANNELS;
   if (channel == -1) {
     const int inUse = p.nInChannels < 0 ? 0 : p.nInChannels;
     out = Channels{0, inUse < existing ? inUse : existing};
@@ -52,44 +53,42 @@ bool Addressed(const HVSFX_Param& p, int channel, Channels& out) {
   return true;
 }
 
-// Runs a setter that calls into the channel equalizers: 0 for a null record,
-// -2 when the engine has none (not initialised), 0 for a channel that is not
-// addressable, otherwise body(record, channels). Holds the engine meanwhile,
-// so that a release or re-initialisation cannot free the equalizers, and
-// starts after any block in flight has finished, so that new coefficients
-// land between blocks (the audio thread does not wait for setters: it skips
-// a block that would start meanwhile).
+// Runs a setter that designs channel equalizers: 0 for a null record, -2
+// when the engine has none (not initialised), 0 for a channel that is not
+// addressable, otherwise body(record, channels). The body designs on the
+// equalizers' twins (see Engine); every twin it touched is then published,
+// and the live equalizers take the new sections at the start of the next
+// call.
 template <typename Body>
-int WithChannelEqualizers(HVSFX_Param* param, int channel, Body body) {
+int WithChannelEqualizers(Engine& engine, HVSFX_Param* param, int channel, Body body) {
   if (param == nullptr) return 0;
-  EngineControlGuard guard;
-  guard.PauseBlocks();
-  if (ptr_EQ == nullptr) return -2;
+  if (engine.Built() == nullptr) return -2;
   Channels ch;
-  if (!Addressed(*param, channel, ch)) return 0;
-  return body(*param, ch);
+  if (!Addressed(engine, *param, channel, ch)) return 0;
+  const int result = body(*param, ch);
+  for (int c = 0; c < engine.Built()->eqCount; ++c) engine.PublishEqualizer(c);
+  return result;
 }
 
 // Shelf gain (and frequency when freqHz >= 1) of the addressed channels,
-// redesigned with the stored switch; requests the channels' resets. The
-// caller holds the engine.
-int SetShelfGain(HVSFX_Param& p, const Shelf& shelf, int channel, int gainDb, int freqHz) {
+// redesigned with the stored switch; requests the channels' resets.
+int SetShelfGain(Engine& engine, HVSFX_Param& p, const Shelf& shelf, int channel, int gainDb, int freqHz) {
   Channels ch;
-  if (!Addressed(p, channel, ch)) return 0;
+  if (!Addressed(engine, p, channel, ch)) return 0;
   for (int c = ch.first; c < ch.end; ++c) {
     (p.*shelf.gainDb)[c] = gainDb;
     if (freqHz >= 1) (p.*shelf.freqHz)[c] = freqHz;
-    (ptr_EQ[c]->*shelf.set)(p.*shelf.enable != 0, (p.*shelf.freqHz)[c], gainDb);
-    nEQFilterResetFlag[c].store(1);
+    (engine.EqualizerTwin(c)->*shelf.set)(p.*shelf.enable != 0, (p.*shelf.freqHz)[c], gainDb);
+    engine.Publish(Change::Kind::kEqReset, c);
   }
   return 1;
 }
 
-int SetShelfEnable(HVSFX_Param* param, const Shelf& shelf, int channel, bool enable) {
-  return WithChannelEqualizers(param, channel, [&](HVSFX_Param& p, Channels ch) {
+int SetShelfEnable(Engine& engine, HVSFX_Param* param, const Shelf& shelf, int channel, bool enable) {
+  return WithChannelEqualizers(engine, param, channel, [&](HVSFX_Param& p, Channels ch) {
     p.*shelf.enable = enable ? 1 : 0;
     for (int c = ch.first; c < ch.end; ++c)
-      (ptr_EQ[c]->*shelf.set)(enable, (p.*shelf.freqHz)[c], (p.*shelf.gainDb)[c]);
+      (engine.EqualizerTwin(c)->*shelf.set)(enable, (p.*shelf.freqHz)[c], (p.*shelf.gainDb)[c]);
     return 1;
   });
 }
@@ -109,44 +108,88 @@ int GetShelfEnable(const HVSFX_Param* param, const Shelf& shelf, bool* out) {
 
 }  // namespace
 
-extern "C" {
-
-int HVSFX_EQ_SetLPFEnable(HVSFX_Param* p, int channel, bool on) { return SetShelfEnable(p, kLowShelf, channel, on); }
-int HVSFX_EQ_SetHPFEnable(HVSFX_Param* p, int channel, bool on) { return SetShelfEnable(p, kHighShelf, channel, on); }
-int HVSFX_EQ_GetLPFEnable(HVSFX_Param* p, int /*channel*/, bool* out) { return GetShelfEnable(p, kLowShelf, out); }
-int HVSFX_EQ_GetHPFEnable(HVSFX_Param* p, int /*channel*/, bool* out) { return GetShelfEnable(p, kHighShelf, out); }
-
-int HVSFX_EQ_SetLPFBandGain(HVSFX_Param* param, int channel, int gainDb, int freqHz) {
-  return WithChannelEqualizers(param, channel, [&](HVSFX_Param& p, Channels) {
-    return SetShelfGain(p, kLowShelf, channel, gainDb, freqHz);
+int EQ_SetLPFEnable(Engine& e, HVSFX_Param* p, int channel, bool on) { return SetShelfEnable(e, p, kLowShelf, channel, on); }
+int EQ_SetHPFEnable(Engine& e, HVSFX_Param* p, int channel, bool on) { return SetShelfEnable(e, p, kHighShelf, channel, on); }
+int EQ_SetLPFBandGain(Engine& e, HVSFX_Param* param, int channel, int gainDb, int freqHz) {
+  return WithChannelEqualizers(e, param, channel, [&](HVSFX_Param& p, Channels) {
+    return SetShelfGain(e, p, kLowShelf, channel, gainDb, freqHz);
   });
 }
-int HVSFX_EQ_SetHPFBandGain(HVSFX_Param* param, int channel, int gainDb, int freqHz) {
-  return WithChannelEqualizers(param, channel, [&](HVSFX_Param& p, Channels) {
-    return SetShelfGain(p, kHighShelf, channel, gainDb, freqHz);
+int EQ_SetHPFBandGain(Engine& e, HVSFX_Param* param, int channel, int gainDb, int freqHz) {
+  return WithChannelEqualizers(e, param, channel, [&](HVSFX_Param& p, Channels) {
+    return SetShelfGain(e, p, kHighShelf, channel, gainDb, freqHz);
   });
 }
-int HVSFX_EQ_GetLPFBandGain(HVSFX_Param* p, int channel, int* gainDb, int* freqHz) {
-  return GetShelfGain(p, kLowShelf, channel, gainDb, freqHz);
-}
-int HVSFX_EQ_GetHPFBandGain(HVSFX_Param* p, int channel, int* gainDb, int* freqHz) {
-  return GetShelfGain(p, kHighShelf, channel, gainDb, freqHz);
-}
 
-int HVSFX_EQ_SetBandGain(HVSFX_Param* param, int channel, int band, int gainDb, int freqHz, float q) {
-  return WithChannelEqualizers(param, channel, [&](HVSFX_Param& p, Channels ch) {
+int EQ_SetBandGain(Engine& e, HVSFX_Param* param, int channel, int band, int gainDb, int freqHz, float q) {
+  return WithChannelEqualizers(e, param, channel, [&](HVSFX_Param& p, Channels ch) {
     if (!IsBand(p, band)) return 0;
     for (int c = ch.first; c < ch.end; ++c) {
       p.nEQBandGain[c][band] = gainDb;
       if (std::isfinite(q) && q > 0.0f) p.fEQBandQ[c][band] = q;  // otherwise the stored Q stays
       if (freqHz > 0) p.nEQBandFreq[c][band] = freqHz;
-      nEQFilterResetFlag[c].store(1);
+      e.Publish(Change::Kind::kEqReset, c);
     }
     for (int c = ch.first; c < ch.end; ++c)
-      ptr_EQ[c]->Tst_SetBPFOption(band, gainDb != 0, p.nEQBandFreq[c][band], p.nEQBandGain[c][band],
-                                  p.fEQBandQ[c][band]);
+      e.EqualizerTwin(c)->Tst_SetBPFOption(band, gainDb != 0, p.nEQBandFreq[c][band], p.nEQBandGain[c][band],
+                                           p.fEQBandQ[c][band]);
     return 1;
   });
+}
+
+int EQ_ResetBandFreq(Engine& e, HVSFX_Param* param, int channel, int band) {
+  return WithChannelEqualizers(e, param, channel, [&](HVSFX_Param& p, Channels ch) {
+    // The band index goes into the channel position of the shelf settings
+    // on purpose: band -1 clears every channel's shelves, band k channel k's.
+    // An index that is no channel clears none.
+    SetShelfGain(e, p, kLowShelf, band, 0, 0);
+    SetShelfGain(e, p, kHighShelf, band, 0, 0);
+
+    const int firstBand = band == -1 ? 0 : band;
+    const int endBand = band == -1 ? BandsInUse(p) : (IsBand(p, band) ? band + 1 : band);
+    for (int b = firstBand; b < endBand; ++b) {
+      for (int c = ch.first; c < ch.end; ++c) {
+        p.nEQBandFreq[c][b] = kDefaultBandFreqHz[b];
+        p.fEQBandQ[c][b] = kDefaultBandQ;
+        e.EqualizerTwin(c)->Tst_SetBPFOption(b, false, kDefaultBandFreqHz[b], 0, kDefaultBandQ);
+      }
+    }
+    return band == -1 || IsBand(p, band) ? 1 : 0;
+  });
+}
+
+}  // namespace hvfx::api
+
+using namespace hvfx::api;
+
+extern "C" {
+
+int HVSFX_EQ_SetLPFEnable(HVSFX_Param* p, int channel, bool on) {
+  return WithGlobalEngine([&](Engine& e) { return EQ_SetLPFEnable(e, p, channel, on); });
+}
+int HVSFX_EQ_SetHPFEnable(HVSFX_Param* p, int channel, bool on) {
+  return WithGlobalEngine([&](Engine& e) { return EQ_SetHPFEnable(e, p, channel, on); });
+}
+int HVSFX_EQ_SetLPFBandGain(HVSFX_Param* p, int channel, int gainDb, int freqHz) {
+  return WithGlobalEngine([&](Engine& e) { return EQ_SetLPFBandGain(e, p, channel, gainDb, freqHz); });
+}
+int HVSFX_EQ_SetHPFBandGain(HVSFX_Param* p, int channel, int gainDb, int freqHz) {
+  return WithGlobalEngine([&](Engine& e) { return EQ_SetHPFBandGain(e, p, channel, gainDb, freqHz); });
+}
+int HVSFX_EQ_SetBandGain(HVSFX_Param* p, int channel, int band, int gainDb, int freqHz, float q) {
+  return WithGlobalEngine([&](Engine& e) { return EQ_SetBandGain(e, p, channel, band, gainDb, freqHz, q); });
+}
+int HVSFX_EQ_ResetBandFreq(HVSFX_Param* p, int channel, int band) {
+  return WithGlobalEngine([&](Engine& e) { return EQ_ResetBandFreq(e, p, channel, band); });
+}
+
+int HVSFX_EQ_GetLPFEnable(HVSFX_Param* p, int /*channel*/, bool* out) { return GetShelfEnable(p, kLowShelf, out); }
+int HVSFX_EQ_GetHPFEnable(HVSFX_Param* p, int /*channel*/, bool* out) { return GetShelfEnable(p, kHighShelf, out); }
+int HVSFX_EQ_GetLPFBandGain(HVSFX_Param* p, int channel, int* gainDb, int* freqHz) {
+  return GetShelfGain(p, kLowShelf, channel, gainDb, freqHz);
+}
+int HVSFX_EQ_GetHPFBandGain(HVSFX_Param* p, int channel, int* gainDb, int* freqHz) {
+  return GetShelfGain(p, kHighShelf, channel, gainDb, freqHz);
 }
 
 int HVSFX_EQ_GetBandGain(HVSFX_Param* p, int channel, int band, int* gainDb, int* freqHz, float* q) {
@@ -156,27 +199,6 @@ int HVSFX_EQ_GetBandGain(HVSFX_Param* p, int channel, int band, int* gainDb, int
   *freqHz = p->nEQBandFreq[channel][band];
   *q = p->fEQBandQ[channel][band];
   return 1;
-}
-
-int HVSFX_EQ_ResetBandFreq(HVSFX_Param* param, int channel, int band) {
-  return WithChannelEqualizers(param, channel, [&](HVSFX_Param& p, Channels ch) {
-    // The band index goes into the channel position of the shelf settings
-    // on purpose: band -1 clears every channel's shelves, band k channel k's.
-    // An index that is no channel clears none.
-    SetShelfGain(p, kLowShelf, band, 0, 0);
-    SetShelfGain(p, kHighShelf, band, 0, 0);
-
-    const int firstBand = band == -1 ? 0 : band;
-    const int endBand = band == -1 ? BandsInUse(p) : (IsBand(p, band) ? band + 1 : band);
-    for (int b = firstBand; b < endBand; ++b) {
-      for (int c = ch.first; c < ch.end; ++c) {
-        p.nEQBandFreq[c][b] = kDefaultBandFreqHz[b];
-        p.fEQBandQ[c][b] = kDefaultBandQ;
-        ptr_EQ[c]->Tst_SetBPFOption(b, false, kDefaultBandFreqHz[b], 0, kDefaultBandQ);
-      }
-    }
-    return band == -1 || IsBand(p, band) ? 1 : 0;
-  });
 }
 
 }  // extern "C"

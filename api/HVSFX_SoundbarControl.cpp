@@ -3,31 +3,14 @@
 #include <initializer_list>
 #include <utility>
 
-#include "hvtralofx/CHVAudioEQ_Ts.h"
-#include "hvtralofx/CAdaptiveVolume_S24.h"
-#include "hvtralofx/CSoundbar4Fxd.h"
 #include "AdaVControlInternal.h"
-#include "EngineInternal.h"
+#include "EngineOps.h"
 
 using namespace hvfx::api;
 
 namespace {
 
 constexpr float kLfeBandQ = 2.0f;
-
-// Holds the engine so that a release cannot free the module meanwhile and,
-// with betweenBlocks, starts after any block in flight so that recomputed
-// coefficients land between blocks (a block that would start meanwhile is
-// skipped). Returns body()'s result, or -2 when
-// present() says the module is missing.
-template <typename Present, typename Body>
-int WithModule(bool betweenBlocks, Present present, Body body) {
-  EngineControlGuard guard;
-  if (betweenBlocks) guard.PauseBlocks();
-  if (!present()) return -2;
-  body();
-  return 1;
-}
 
 int GetInts(const HVSFX_Param* p, std::initializer_list<std::pair<int HVSFX_Param::*, int*>> fields) {
   if (p == nullptr) return 0;
@@ -37,58 +20,93 @@ int GetInts(const HVSFX_Param* p, std::initializer_list<std::pair<int HVSFX_Para
   return 1;
 }
 
+// The LFE band-pass with the record's frequency and gain, designed on its
+// twin and published; -2 without a built chain.
+int DesignLfeBand(hvfx::api::Engine& e, const HVSFX_Param& p) {
+  if (e.Built() == nullptr) return -2;
+  e.EqualizerTwin(-1)->Tst_SetBPFOption(0, true, p.nLFEFreq, p.nLFEGain, kLfeBandQ);
+  e.PublishEqualizer(-1);
+  return 1;
+}
+
 }  // namespace
 
-extern "C" {
+namespace hvfx::api {
 
-int HVSFX_Soundbar_SetDistance(HVSFX_Param* p, int distance) {
+int Soundbar_SetDistance(Engine& e, HVSFX_Param* p, int distance) {
   if (p == nullptr) return 0;
   p->nSoundbarDistance = distance;
   // The processor only stores the value; its audio thread rebuilds.
-  return WithModule(false, [] { return ptr_Soundbar != nullptr; }, [&] { ptr_Soundbar->SetDistance(distance); });
+  if (e.Built() == nullptr) return -2;
+  e.Publish(Change::Kind::kSoundbarDistance, 0, distance);
+  return 1;
 }
 
-int HVSFX_Soundbar_SetAngle(HVSFX_Param* p, int angle) {
+int Soundbar_SetAngle(Engine& e, HVSFX_Param* p, int angle) {
   if (p == nullptr) return 0;
   p->nSoundbarAngle = angle;
-  return WithModule(false, [] { return ptr_Soundbar != nullptr; }, [&] { ptr_Soundbar->SetAngle(angle); });
+  if (e.Built() == nullptr) return -2;
+  e.Publish(Change::Kind::kSoundbarAngle, 0, angle);
+  return 1;
 }
 
-int HVSFX_Soundbar_SetLFEFreq(HVSFX_Param* p, int hz) {
+int Soundbar_SetLFEFreq(Engine& e, HVSFX_Param* p, int hz) {
   if (p == nullptr) return 0;
   p->nLFEFreq = hz;
-  const int db = p->nLFEGain;
-  return WithModule(true, [] { return ptr_EQ_LFE != nullptr; },
-                    [&] { ptr_EQ_LFE->Tst_SetBPFOption(0, true, hz, db, kLfeBandQ); });
+  return DesignLfeBand(e, *p);
 }
 
-int HVSFX_Soundbar_SetLFEGain(HVSFX_Param* p, int db) {
+int Soundbar_SetLFEGain(Engine& e, HVSFX_Param* p, int db) {
   if (p == nullptr) return 0;
   p->nLFEGain = db;
-  const int hz = p->nLFEFreq;
-  return WithModule(true, [] { return ptr_EQ_LFE != nullptr; },
-                    [&] { ptr_EQ_LFE->Tst_SetBPFOption(0, true, hz, db, kLfeBandQ); });
+  return DesignLfeBand(e, *p);
 }
 
-int HVSFX_Soundbar_SetLFESVParam(HVSFX_Param* p, int mode, int relativeVolume, int stationMs, int baseFlag) {
+int Soundbar_SetLFESVParam(Engine& e, HVSFX_Param* p, int mode, int relativeVolume, int stationMs, int baseFlag) {
   if (p == nullptr) return 0;
   p->nLFESVMode = mode;
   p->nLFESVRelativeVolume = relativeVolume;
   p->nLFESVStationSigMs = stationMs;
   p->nLFESVBaseFlag = baseFlag;
-  return WithModule(true, [] { return ptr_AdaV != nullptr; }, [&] {
-    if (ptr_AdaV_LFE != nullptr) ptr_AdaV_LFE->SetAdaVParam(mode, relativeVolume, stationMs, baseFlag);
-  });
+  if (e.Built() == nullptr) return -2;
+  e.Publish(Change::Kind::kLevellerParam, 0, mode, relativeVolume, stationMs, baseFlag, true);
+  return 1;
 }
 
-int HVSFX_Soundbar_SetLFESVVolUpDownRate(HVSFX_Param* p, int upRate, int downRate) {
+int Soundbar_SetLFESVVolUpDownRate(Engine& e, HVSFX_Param* p, int upRate, int downRate) {
   if (p == nullptr) return 0;
   p->nLFESVVolUpRate = upRate;
   p->nLFESVVolDownRate = downRate;
-  return WithModule(true, [] { return ptr_AdaV != nullptr; }, [&] {
-    if (ptr_AdaV_LFE != nullptr)
-      ptr_AdaV_LFE->SetVolUpDownRate(AdaVRateToPercent(upRate), AdaVRateToPercent(downRate));
-  });
+  if (e.Built() == nullptr) return -2;
+  e.Publish(Change::Kind::kLevellerRates, 0, AdaVRateToPercent(upRate), AdaVRateToPercent(downRate), 0, 0, true);
+  return 1;
+}
+
+}  // namespace hvfx::api
+
+using hvfx::api::Engine;
+using hvfx::api::WithGlobalEngine;
+
+extern "C" {
+
+int HVSFX_Soundbar_SetDistance(HVSFX_Param* p, int distance) {
+  return WithGlobalEngine([&](Engine& e) { return hvfx::api::Soundbar_SetDistance(e, p, distance); });
+}
+int HVSFX_Soundbar_SetAngle(HVSFX_Param* p, int angle) {
+  return WithGlobalEngine([&](Engine& e) { return hvfx::api::Soundbar_SetAngle(e, p, angle); });
+}
+int HVSFX_Soundbar_SetLFEFreq(HVSFX_Param* p, int hz) {
+  return WithGlobalEngine([&](Engine& e) { return hvfx::api::Soundbar_SetLFEFreq(e, p, hz); });
+}
+int HVSFX_Soundbar_SetLFEGain(HVSFX_Param* p, int db) {
+  return WithGlobalEngine([&](Engine& e) { return hvfx::api::Soundbar_SetLFEGain(e, p, db); });
+}
+int HVSFX_Soundbar_SetLFESVParam(HVSFX_Param* p, int mode, int relativeVolume, int stationMs, int baseFlag) {
+  return WithGlobalEngine(
+      [&](Engine& e) { return hvfx::api::Soundbar_SetLFESVParam(e, p, mode, relativeVolume, stationMs, baseFlag); });
+}
+int HVSFX_Soundbar_SetLFESVVolUpDownRate(HVSFX_Param* p, int upRate, int downRate) {
+  return WithGlobalEngine([&](Engine& e) { return hvfx::api::Soundbar_SetLFESVVolUpDownRate(e, p, upRate, downRate); });
 }
 
 int HVSFX_Soundbar_GetDistance(HVSFX_Param* p, int* out) { return GetInts(p, {{&HVSFX_Param::nSoundbarDistance, out}}); }

@@ -1,6 +1,6 @@
 #include "hvtralofx/HVSFX_Switches.h"
 
-#include "EngineInternal.h"
+#include "EngineOps.h"
 
 using namespace hvfx::api;
 
@@ -28,6 +28,18 @@ int GetInt(const HVSFX_Param* param, int HVSFX_Param::*field, int* out) {
 
 }  // namespace
 
+namespace hvfx::api {
+
+// The switch also asks for a soundbar reset before its next block.
+int Soundbar_SetEnable(Engine& e, HVSFX_Param* p, bool on) {
+  if (p == nullptr) return 0;
+  p->bSoundbarEnable = on;
+  e.Publish(Change::Kind::kSoundbarReset);
+  return 1;
+}
+
+}  // namespace hvfx::api
+
 extern "C" {
 
 int HVSFX_DRC_SetEnable(HVSFX_Param* p, bool on) { return SetFlag(p, &HVSFX_Param::bDRCEnable, on); }
@@ -43,10 +55,7 @@ int HVSFX_DynamicBass_GetEnable(HVSFX_Param* p, bool* out) {
   return GetFlag(p, &HVSFX_Param::bDynamicBassEnable, out);
 }
 int HVSFX_Soundbar_SetEnable(HVSFX_Param* p, bool on) {
-  if (p == nullptr) return 0;
-  p->bSoundbarEnable = on;
-  nSoundbarFilterResetFlag.store(1);
-  return 1;
+  return hvfx::api::WithGlobalEngine([&](hvfx::api::Engine& e) { return hvfx::api::Soundbar_SetEnable(e, p, on); });
 }
 int HVSFX_Soundbar_GetEnable(HVSFX_Param* p, bool* out) { return GetFlag(p, &HVSFX_Param::bSoundbarEnable, out); }
 int HVSFX_Soundbar_SetLFECopyEnable(HVSFX_Param* p, bool on) {

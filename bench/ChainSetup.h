@@ -16,7 +16,7 @@
 #include <string>
 #include <vector>
 
-#include "api/EngineInternal.h"
+#include "api/Engine.h"
 #include "hvtralofx/HVTralo_Front.h"
 #include "hvtralofx/CHVAudioEQ_Ts.h"
 #include "hvtralofx/CAdaptiveVolume_S24.h"
@@ -29,6 +29,9 @@ namespace chain {
 
 constexpr int kRate = 48000;
 constexpr int kBlock = 512;  // frames per HVTralo_Process call (the engine's block)
+
+// The process-wide engine's running chain.
+inline hvfx::api::Chain& Live() { return *hvfx::api::Engine::Global().LiveChain(); }
 
 // Switches every stage of the chain on for `channels` (2 or 6).
 inline void Configure(int channels) {
@@ -46,6 +49,7 @@ inline void Configure(int channels) {
   HVTralo_Soundbar_SetEnable(channels == 6);
   HVTralo_Soundbar_SetLFECopyEnable(channels == 6);
   HVTralo_Soundbar_SetLFESVEnable(channels == 6);
+  hvfx::api::Engine::Global().TakeChanges();  // as the next call would: the stage runners use the chain now
 }
 
 // Interleaved 16-bit material: noise whose level jumps every 2000 frames
@@ -127,24 +131,24 @@ class StageRunner {
     const int n = kBlock;
     switch (stage_) {
       case Stage::kSoundbar:
-        ptr_Soundbar->Process(in, n, channels_, out, n, channels_, 0);
+        Live().soundbar->Process(in, n, channels_, out, n, channels_, 0);
         break;
       case Stage::kLfeBandPass:
-        ptr_EQ_LFE->EQProcess(out, in, 1, n);
+        Live().eqLfe->EQProcess(out, in, 1, n);
         break;
       case Stage::kLfeLeveller:
-        ptr_AdaV_LFE->Process(out, in, 1, n);
+        Live().adavLfe->Process(out, in, 1, n);
         break;
       case Stage::kLeveller:
-        ptr_AdaV->Process(out, in, channels_, n);
+        Live().adav->Process(out, in, channels_, n);
         break;
       case Stage::kEqualizer:
-        for (int c = 0; c < channels_; ++c) ptr_EQ[c]->EQProcess(out + c * n, in + c * n, 1, n);
+        for (int c = 0; c < channels_; ++c) Live().eq[c]->EQProcess(out + c * n, in + c * n, 1, n);
         break;
       case Stage::kLimiter: {
         int* rows[6];
         for (int c = 0; c < 6; ++c) rows[c] = in + c * n;
-        ptr_DRC->Process(rows, n);
+        Live().drc->Process(rows, n);
         break;
       }
     }

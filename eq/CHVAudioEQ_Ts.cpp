@@ -60,6 +60,27 @@ void CHVAudioEQ_Ts::Reset() {
   hfY0 = hfY1 = 0;
 }
 
+void CHVAudioEQ_Ts::CopyDesign(const CHVAudioEQ_Ts& other) {
+  if (&other == this) return;
+  // Copy everything, then put this equalizer's history back.
+  const CHVAudioEQ_Ts history = *this;
+  *this = other;
+  x0n2 = history.x0n2;
+  x1n2 = history.x1n2;
+  x0n1 = history.x0n1;
+  x1n1 = history.x1n1;
+  lfY0 = history.lfY0;
+  lfY1 = history.lfY1;
+  hfY0 = history.hfY0;
+  hfY1 = history.hfY1;
+  for (int b = 0; b < kBandCount; ++b) {
+    band[b].y0n2 = history.band[b].y0n2;
+    band[b].y1n2 = history.band[b].y1n2;
+    band[b].y0n1 = history.band[b].y0n1;
+    band[b].y1n1 = history.band[b].y1n1;
+  }
+}
+
 int CHVAudioEQ_Ts::SectionGainQ19(int gainDb) const {
   const int gainQ19 = dB2Gain(gainDb > kMaxGainDb ? kMaxGainDb : gainDb, 0, 19);  // 0 ... 10.0
   return nDryPath == 1 ? gainQ19 - kOneQ19 : gainQ19;

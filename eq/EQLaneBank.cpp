@@ -7,16 +7,22 @@ namespace hvfx::eq {
 using namespace fxp;
 
 // Overflow note: each product is an exact 32 x 32 -> 64-bit product; the lane
-// sums and the accumulator add modulo 2^64 (never reached by 24-bit audio with
-// coefficients below 2^26); states keep the low 32 bits of u asr 22; only the
-// output, acc asr 22, saturates (to 24 bits).
+// sums and the accumulator add modulo 2^64 (never reached by 32-bit input with
+// coefficients below 2^26); states keep u asr 22 saturated to 32 bits (input
+// far past the 24-bit working range would otherwise wrap a boosted section's
+// state); the output, acc asr 22, saturates to 24 bits.
 void EQRunLanesPortable(EQLaneBank& bank, int* out, const int* in, std::ptrdiff_t step, int frames) {
+  EQRunLanesStrided(bank, out, step, in, step, frames);
+}
+
+void EQRunLanesStrided(EQLaneBank& bank, int* out, std::ptrdiff_t outStep, const int* in, std::ptrdiff_t inStep,
+                       int frames) {
   int32_t x1 = bank.xPrev1;
   int32_t x2 = bank.xPrev2;
   const int bands = bank.bandCount;
   const int count = bank.count;
   for (int n = 0; n < frames; ++n) {
-    const int32_t x = in[n * step];
+    const int32_t x = in[n * inStep];
     uint64_t laneSum = 0;
     for (int l = 0; l < bands; ++l) {  // bands: no x[n-1] term
       const uint64_t u = static_cast<uint64_t>(Mul32x32(bank.b0[l], x)) +
@@ -24,17 +30,17 @@ void EQRunLanesPortable(EQLaneBank& bank, int* out, const int* in, std::ptrdiff_
                          static_cast<uint64_t>(Mul32x32(bank.a1[l], bank.y1[l])) -
                          static_cast<uint64_t>(Mul32x32(bank.a2[l], bank.y2[l]));
       bank.y2[l] = bank.y1[l];
-      bank.y1[l] = Asr64To32(static_cast<int64_t>(u), 22);
+      bank.y1[l] = EQState(u);
       laneSum += u;
     }
     for (int l = bands; l < count; ++l) {  // shelves: first order
       const uint64_t u = static_cast<uint64_t>(Mul32x32(bank.b0[l], x)) +
                          static_cast<uint64_t>(Mul32x32(bank.b1[l], x1)) -
                          static_cast<uint64_t>(Mul32x32(bank.a1[l], bank.y1[l]));
-      bank.y1[l] = Asr64To32(static_cast<int64_t>(u), 22);
+      bank.y1[l] = EQState(u);
       laneSum += u;
     }
-    out[n * step] = EQFinishSample(static_cast<int64_t>(laneSum), x, bank.dryQ22);
+    out[n * outStep] = EQFinishSample(static_cast<int64_t>(laneSum), x, bank.dryQ22);
     x2 = x1;
     x1 = x;
   }

@@ -60,6 +60,9 @@ void EQRunLanes(EQLaneBank& bank, int* out, const int* in, std::ptrdiff_t step, 
 
 // The plain C++ loop: the reference every vector kernel matches bit for bit.
 void EQRunLanesPortable(EQLaneBank& bank, int* out, const int* in, std::ptrdiff_t step, int frames);
+// The same with separate strides for the input and the output.
+void EQRunLanesStrided(EQLaneBank& bank, int* out, std::ptrdiff_t outStep, const int* in, std::ptrdiff_t inStep,
+                       int frames);
 
 // The vector kernels (EQLaneBank_x86.cpp once per x86 level,
 // EQLaneBank_neon.cpp); only those of the build's levels exist.
@@ -79,6 +82,9 @@ EQRunLanesFn EQRunLanesAt(simd::Level level);
 
 inline namespace HVFX_TARGET_INLINE {
 
+// A section's next state: u asr 22 saturated to 32 bits (every kernel).
+inline int32_t EQState(uint64_t u) { return fxp::Sat32(fxp::Asr64(static_cast<int64_t>(u), 22)); }
+
 // One output sample: Sat24((sum of the lanes' u + x * dryQ22) asr 22), the
 // sum wrapping modulo 2^64.
 inline int EQFinishSample(int64_t laneSum, int32_t x, int32_t dryQ22) {
@@ -97,19 +103,43 @@ inline int EQFinishSample(int64_t laneSum, int32_t x, int32_t dryQ22) {
 //   Broadcast(x)             x in every lane
 //   Mul(c, v)                exact products c*v
 //   Mac(u, c, v), Msu(...)   u += c*v, u -= c*v (modulo 2^64)
-//   Narrow22(u)              low 32 bits of u asr 22
+//   kSaturates               true: NarrowSat22(u) is u asr 22 saturated to 32
+//                            bits (EQState);
+//                            false: Narrow22(u) is its low 32 bits, and
+//                            Track(f, u) / Overflowed(f) tell whether any u
+//                            left the range where the two agree
+//                            (NoOverflow() starts f)
 //   Zero(), AddTo(s, u)      s = 0, s += u (modulo 2^64)
 //   Sum(s)                   the lanes of s added (modulo 2^64)
 //   Finish4(s, x, dryQ22, out, step)
 //                            EQFinishSample of four consecutive samples
 
 // Overflow note: exact 32 x 32 -> 64-bit products, lane and accumulator sums
-// modulo 2^64, states the low 32 bits of u asr 22; the output acc asr 22
+// modulo 2^64, states u asr 22 saturated to 32 bits; the output acc asr 22
 // saturates to 24 bits.
+//
+// Where the registers have no cheap saturating narrowing (x86), a clamp in
+// the recursion would lengthen its critical path several times over. The
+// kernel then runs chunks of kChunk samples with the plain narrowing and only
+// watches, off that path, whether a state left the 32-bit range; a chunk
+// where one did is run again from its start through the portable loop,
+// which saturates. Input that stays in the working range never does.
 //
 // Registers hold kBand groups of bands, then kMixed (0 or 1) groups holding
 // the last bands and the first shelves, then kShelf (0 or 1) groups of
 // shelves: band groups skip the b1 product, shelf groups the b2 and a2 ones.
+// Samples per chunk of a kernel that checks for overflow after the fact.
+inline constexpr int kChunk = 64;
+
+template <class L>
+auto NoOverflowOf() {
+  if constexpr (L::kSaturates) {
+    return 0;
+  } else {
+    return L::NoOverflow();
+  }
+}
+
 template <class L, int kBand, int kMixed, int kShelf>
 void EQRunGroups(EQLaneBank& bank, int* out, const int* in, std::ptrdiff_t step, int frames) {
   constexpr int kGroups = kBand + kMixed + kShelf;
@@ -135,6 +165,7 @@ void EQRunGroups(EQLaneBank& bank, int* out, const int* in, std::ptrdiff_t step,
     int32_t xPrev2 = bank.xPrev2;
     V x1 = L::Broadcast(xPrev1);
     V x2 = L::Broadcast(xPrev2);
+    [[maybe_unused]] auto flags = NoOverflowOf<L>();
     // One sample through every group; returns the sum of its lanes' outputs.
     auto step1 = [&](int32_t xs) {
       const V x = L::Broadcast(xs);
@@ -150,35 +181,55 @@ void EQRunGroups(EQLaneBank& bank, int* out, const int* in, std::ptrdiff_t step,
         // recursion last.
         L::Msu(u, a1[v], y1[v]);
         if (v < kBand + kMixed) y2[v] = y1[v];
-        y1[v] = L::Narrow22(u);
+        if constexpr (L::kSaturates) {
+          y1[v] = L::NarrowSat22(u);
+        } else {
+          y1[v] = L::Narrow22(u);
+          L::Track(flags, u);
+        }
         L::AddTo(sum, u);
       }
       x2 = x1;
       x1 = x;
       return sum;
     };
-    // Four samples at a time (all four read before any is written, so in
-    // place is safe), their outputs finished together.
-    int n = 0;
-    for (; n + 4 <= frames; n += 4) {
-      const int32_t xs[4] = {in[n * step], in[(n + 1) * step], in[(n + 2) * step], in[(n + 3) * step]};
-      const S sums[4] = {step1(xs[0]), step1(xs[1]), step1(xs[2]), step1(xs[3])};
-      L::Finish4(sums, xs, dryQ22, out + n * step, step);
-      xPrev2 = xs[2];
-      xPrev1 = xs[3];
+    auto store = [&] {
+      for (int v = 0; v < kGroups; ++v) {
+        L::Store(bank.y1 + v * L::kLanes, y1[v]);
+        L::Store(bank.y2 + v * L::kLanes, y2[v]);
+      }
+      bank.xPrev1 = xPrev1;
+      bank.xPrev2 = xPrev2;
+    };
+    // Four samples at a time (all four read before any is written), their
+    // outputs finished together. The input is read from a copy of the chunk,
+    // so a chunk can be run again even in place.
+    int32_t chunk[kChunk];
+    for (int first = 0; first < frames; first += kChunk) {
+      const int length = frames - first < kChunk ? frames - first : kChunk;
+      int* const to = out + first * step;
+      for (int k = 0; k < length; ++k) chunk[k] = in[(first + k) * step];
+      if constexpr (!L::kSaturates) store();  // the chunk's starting state
+      int n = 0;
+      for (; n + 4 <= length; n += 4) {
+        const S sums[4] = {step1(chunk[n]), step1(chunk[n + 1]), step1(chunk[n + 2]), step1(chunk[n + 3])};
+        L::Finish4(sums, chunk + n, dryQ22, to + n * step, step);
+      }
+      for (; n < length; ++n) to[n * step] = EQFinishSample(L::Sum(step1(chunk[n])), chunk[n], dryQ22);
+      xPrev2 = length > 1 ? chunk[length - 2] : xPrev1;
+      xPrev1 = chunk[length - 1];
+      if constexpr (!L::kSaturates) {
+        if (L::Overflowed(flags)) {  // again from the stored start, saturating
+          EQRunLanesStrided(bank, to, step, chunk, 1, length);
+          for (int v = 0; v < kGroups; ++v) {
+            y1[v] = L::Load(bank.y1 + v * L::kLanes);
+            y2[v] = L::Load(bank.y2 + v * L::kLanes);
+          }
+          flags = NoOverflowOf<L>();
+        }
+      }
     }
-    for (; n < frames; ++n) {
-      const int32_t xs = in[n * step];
-      out[n * step] = EQFinishSample(L::Sum(step1(xs)), xs, dryQ22);
-      xPrev2 = xPrev1;
-      xPrev1 = xs;
-    }
-    for (int v = 0; v < kGroups; ++v) {
-      L::Store(bank.y1 + v * L::kLanes, y1[v]);
-      L::Store(bank.y2 + v * L::kLanes, y2[v]);
-    }
-    bank.xPrev1 = xPrev1;
-    bank.xPrev2 = xPrev2;
+    store();
   }
 }
 

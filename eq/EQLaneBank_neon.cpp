@@ -13,9 +13,10 @@ namespace {
 struct LaneVec : simd::WideLanes {
   using U = W;  // u of lanes 0-1 and 2-3
   using S = int64x2_t;
+  static constexpr bool kSaturates = true;
   static void Store(int32_t* p, V v) { vst1q_s32(p, v); }
   static V Broadcast(int32_t x) { return vdupq_n_s32(x); }
-  static V Narrow22(const U& u) { return vshrn_high_n_s64(vshrn_n_s64(u.lo, 22), u.hi, 22); }
+  static V NarrowSat22(const U& u) { return vqshrn_high_n_s64(vqshrn_n_s64(u.lo, 22), u.hi, 22); }
   static S Zero() { return vdupq_n_s64(0); }
   static void AddTo(S& s, const U& u) { s = vaddq_s64(s, vaddq_s64(u.lo, u.hi)); }
   static int64_t Sum(S s) { return vaddvq_s64(s); }

@@ -11,13 +11,27 @@
 namespace hvfx::eq {
 namespace {
 
+// u asr 22 fits in 32 bits for u in [-2^53, 2^53): biased by 2^53, the
+// range becomes [0, 2^54).
+constexpr int64_t kStateBias = int64_t{1} << 53;
+
 #if defined(HVFX_TARGET_AVX2)
 struct LaneVec : simd::WideLanes {
   using U = W;
   using S = W;
   static void Store(int32_t* p, V v) { _mm_storeu_si128(reinterpret_cast<__m128i*>(p), Low32(v)); }
   static V Broadcast(int32_t x) { return _mm256_set1_epi32(x); }
+  static constexpr bool kSaturates = false;
   static V Narrow22(U u) { return _mm256_srli_epi64(u, 22); }
+  // u asr 22 fits in 32 bits exactly when u + 2^53 < 2^54 (unsigned): the
+  // sums are ORed together, and any bit above 53 marks an overflow.
+  using F = __m256i;
+  static F NoOverflow() { return _mm256_setzero_si256(); }
+  static void Track(F& f, U u) { f = _mm256_or_si256(f, _mm256_add_epi64(u, _mm256_set1_epi64x(kStateBias))); }
+  static bool Overflowed(F f) {
+    const __m256i high = _mm256_srli_epi64(f, 54);
+    return _mm256_testz_si256(high, high) == 0;
+  }
   static S Zero() { return _mm256_setzero_si256(); }
   static void AddTo(S& s, U u) { s = _mm256_add_epi64(s, u); }
   static int64_t Sum(S a) {
@@ -58,7 +72,16 @@ struct LaneVec : simd::WideLanes {
     _mm_storel_epi64(reinterpret_cast<__m128i*>(p), _mm_shuffle_epi32(v, _MM_SHUFFLE(2, 0, 2, 0)));
   }
   static V Broadcast(int32_t x) { return _mm_set1_epi32(x); }
+  static constexpr bool kSaturates = false;
   static V Narrow22(U u) { return _mm_srli_epi64(u, 22); }
+  // As the AVX2 form.
+  using F = __m128i;
+  static F NoOverflow() { return _mm_setzero_si128(); }
+  static void Track(F& f, U u) { f = _mm_or_si128(f, _mm_add_epi64(u, _mm_set1_epi64x(kStateBias))); }
+  static bool Overflowed(F f) {
+    const __m128i high = _mm_srli_epi64(f, 54);
+    return _mm_testz_si128(high, high) == 0;
+  }
   static S Zero() { return _mm_setzero_si128(); }
   static void AddTo(S& s, U u) { s = _mm_add_epi64(s, u); }
   static int64_t Sum(S a) { return _mm_cvtsi128_si64(_mm_add_epi64(a, _mm_unpackhi_epi64(a, a))); }

@@ -86,15 +86,19 @@ void CDelayLineFxd::Clear() {
 int CDelayLineFxd::Init(int delayIn, int channelCountIn, int /*unused*/, short* initial) {
   if (delayIn < 1 || channelCountIn < 1) return 0;
   if (static_cast<long long>(delayIn) * channelCountIn > INT_MAX) return 0;
-  Free();
-  reserved = 0;
-  delay = delayIn;
-  channelCount = channelCountIn;
-  position = 0;
-  lines16 = AllocRowTable<short>(channelCount, delay);
-  lines32 = AllocRowTable<int>(channelCount, delay);
-  scratch16 = static_cast<short*>(std::calloc(static_cast<std::size_t>(delay), sizeof(short)));
-  scratch32 = static_cast<int*>(std::calloc(static_cast<std::size_t>(delay), sizeof(int)));
+  if (lines16 != nullptr && delay == delayIn && channelCount == channelCountIn) {
+    // The same geometry again: the storage stays, zeroed as if new.
+    Reset();
+    reserved = 0;
+  } else {
+    Free();
+    delay = delayIn;
+    channelCount = channelCountIn;
+    lines16 = AllocRowTable<short>(channelCount, delay);
+    lines32 = AllocRowTable<int>(channelCount, delay);
+    scratch16 = static_cast<short*>(std::calloc(static_cast<std::size_t>(delay), sizeof(short)));
+    scratch32 = static_cast<int*>(std::calloc(static_cast<std::size_t>(delay), sizeof(int)));
+  }
   if (initial != nullptr) Copy(lines16[0], initial, channelCount * delay);
   return 0;
 }

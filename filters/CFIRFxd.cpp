@@ -60,25 +60,40 @@ int CFIRFxd::Init(short* tapsIn, short* qIn, int tapCountIn, int channelCountIn)
     // (K + 1) history rows and the 2N - 2 window must stay indexable by int.
     if (static_cast<long long>(channelCountIn + 1LL) * n > INT_MAX || n > INT_MAX / 2) return 0;
   }
-  Free();
+  // Loading other taps of the same geometry keeps the storage: every array
+  // is overwritten or zeroed below, as a fresh allocation would be, and
+  // nothing is allocated (the soundbar reloads its filters on the audio
+  // thread this way).
+  const bool reuse = taps != nullptr && channelCount == channelCountIn && tapCount == n;
+  const std::size_t windowLength = static_cast<std::size_t>(std::max(2 * n - 2, 1));
+  if (!reuse) Free();
   inputScale = 0;
   channelCount = channelCountIn;
   tapCount = n;
-  q = static_cast<short*>(std::calloc(static_cast<std::size_t>(channelCount), sizeof(short)));
-  if (qIn != nullptr) std::memcpy(q, qIn, static_cast<std::size_t>(channelCount) * sizeof(short));
+  if (!reuse) q = static_cast<short*>(std::calloc(static_cast<std::size_t>(channelCount), sizeof(short)));
+  if (qIn != nullptr) {
+    std::memcpy(q, qIn, static_cast<std::size_t>(channelCount) * sizeof(short));
+  } else if (reuse) {
+    std::memset(q, 0, static_cast<std::size_t>(channelCount) * sizeof(short));
+  }
   if (n == 0) return 0;
 
-  taps = AllocRowTable<short>(channelCount, n);
-  reversedTaps = AllocRowTable<short>(channelCount, n);
-  history = AllocRowTable<int>(channelCount + 1, n);
+  if (reuse) {
+    Reset();
+    std::memset(window32, 0, windowLength * sizeof(int));
+    std::memset(window16, 0, windowLength * sizeof(short));
+  } else {
+    taps = AllocRowTable<short>(channelCount, n);
+    reversedTaps = AllocRowTable<short>(channelCount, n);
+    history = AllocRowTable<int>(channelCount + 1, n);
+    window32 = static_cast<int*>(std::calloc(windowLength, sizeof(int)));
+    window16 = static_cast<short*>(std::calloc(windowLength, sizeof(short)));
+  }
   for (int c = 0; c < channelCount; ++c) {
     const short* row = tapsIn + static_cast<std::ptrdiff_t>(c) * n;
     std::memcpy(taps[c], row, static_cast<std::size_t>(n) * sizeof(short));
     std::reverse_copy(row, row + n, reversedTaps[c]);
   }
-  const std::size_t windowLength = static_cast<std::size_t>(std::max(2 * n - 2, 1));
-  window32 = static_cast<int*>(std::calloc(windowLength, sizeof(int)));
-  window16 = static_cast<short*>(std::calloc(windowLength, sizeof(short)));
   return 0;
 }
 

@@ -134,23 +134,30 @@ int CFiltFiltFxd::Init(short* sosIn, short* sosQIn, short* gainIn, short* gainQI
   if (sosIn == nullptr || sosQIn == nullptr || gainIn == nullptr || gainQIn == nullptr) return 0;
   if (nsos < 1 || channels < 1 || lookaheadIn < 0 || maxBlockIn < 1) return 0;
   if (static_cast<long long>(lookaheadIn) + maxBlockIn > INT_MAX || nsos > INT_MAX / kSectionWords) return 0;
-  Free();
-  maxBlock = maxBlockIn;
-  channelCount = channels;
-  sectionCount = nsos;
-  lookahead = lookaheadIn;
-  const int span = lookahead + maxBlock;
-
-  sos = AllocRowTable<short>(channels, nsos * kSectionWords);
-  sosQ = AllocRowTable<short>(channels, nsos);
-  gain = AllocRowTable<short>(channels, nsos + 1);
-  gainQ = AllocRowTable<short>(channels, nsos + 1);
-  forwardState = AllocRowTable<int>(channels, nsos * kStateWords);
-  backwardState = AllocRowTable<int>(channels, nsos * kStateWords);
-  reversed = AllocRowTable<int>(channels, span);
-  backwardOut = AllocRowTable<int>(channels, span);
-  forwardBuf = AllocRowTable<int>(channels, span);
-  pingPong = AllocRowTable<int>(2, span);
+  // Loading another set of the same geometry keeps the storage: every row
+  // is overwritten or zeroed below, as a fresh allocation would be, and
+  // nothing is allocated (the soundbar reloads its filters on the audio
+  // thread this way).
+  const bool reuse = sos != nullptr && maxBlock == maxBlockIn && channelCount == channels &&
+                     sectionCount == nsos && lookahead == lookaheadIn;
+  if (!reuse) {
+    Free();
+    maxBlock = maxBlockIn;
+    channelCount = channels;
+    sectionCount = nsos;
+    lookahead = lookaheadIn;
+    const int span = lookahead + maxBlock;
+    sos = AllocRowTable<short>(channels, nsos * kSectionWords);
+    sosQ = AllocRowTable<short>(channels, nsos);
+    gain = AllocRowTable<short>(channels, nsos + 1);
+    gainQ = AllocRowTable<short>(channels, nsos + 1);
+    forwardState = AllocRowTable<int>(channels, nsos * kStateWords);
+    backwardState = AllocRowTable<int>(channels, nsos * kStateWords);
+    reversed = AllocRowTable<int>(channels, span);
+    backwardOut = AllocRowTable<int>(channels, span);
+    forwardBuf = AllocRowTable<int>(channels, span);
+    pingPong = AllocRowTable<int>(2, span);
+  }
 
   CopyRows(sos, sosIn, channels, nsos * kSectionWords);
   CopyRows(sosQ, sosQIn, channels, nsos);

@@ -104,6 +104,18 @@ constexpr int32_t ShlWrap32(int32_t v, int s) {
   return static_cast<int32_t>(static_cast<uint32_t>(v) << s);
 }
 
+// Left shift that cannot wrap: v is first clamped to the values whose shift
+// fits in 32 bits, [INT32_MIN asr s, INT32_MAX asr s]; counts of 31 or more
+// give the limit of v's sign. ShlWrap32 wherever that one does not wrap; in
+// a loop with a fixed count, a vectorisable min/max pair.
+// Overflow note: after the clamp, v * 2^s lies in the int32 range.
+constexpr int32_t ClampShl32(int32_t v, int s) {
+  if (s <= 0) return ShlWrap32(v, s);
+  if (s >= 31) return v > 0 ? INT32_MAX : (v < 0 ? INT32_MIN : 0);
+  const int32_t high = INT32_MAX >> s, low = INT32_MIN >> s;
+  return ShlWrap32(v > high ? high : (v < low ? low : v), s);
+}
+
 // Left shift modulo 2^64; counts of 64 or more give 0, negative counts shift
 // right arithmetically.
 constexpr int64_t ShlWrap64(int64_t v, int s) {
@@ -167,6 +179,9 @@ constexpr int16_t MulRoundQ15To16(int16_t s, int16_t gainQ15) { return Wrap16(Mu
 
 // ---- Saturation ---------------------------------------------------------------
 
+constexpr int32_t Sat32(int64_t v) {
+  return v > INT32_MAX ? INT32_MAX : (v < INT32_MIN ? INT32_MIN : static_cast<int32_t>(v));
+}
 constexpr int32_t Sat24(int64_t v) {
   return v > kMax24 ? kMax24 : (v < kMin24 ? kMin24 : static_cast<int32_t>(v));
 }

@@ -214,8 +214,6 @@ void FuzzFiltFilt(FuzzedDataProvider& in) {
 }
 
 void FuzzSoundbar(FuzzedDataProvider& in) {
-  CSoundbar4Fxd::inputFadePosition = CSoundbar4Fxd::kInputFadeLength;
-  CSoundbar4Fxd::outputFadePosition = CSoundbar4Fxd::kOutputFadeLength;
   CSoundbar4Fxd sb;
   int block = 0;
   for (int call = 0; call < kMaxCalls && in.remaining_bytes() > 0; ++call) {

@@ -5,7 +5,7 @@
 // counts) or hands the engine a second record. Each input ends with a
 // release, so no module outlives it.
 #include "FuzzInput.h"
-#include "api/EngineInternal.h"
+#include "api/Engine.h"
 #include "hvtralofx/hvtralofx.h"
 
 using namespace hvfx::api;  // the engine's internals
@@ -73,9 +73,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   HVSFX_Param own{}, second{};
   HVSFX_GetDefaultParam(&own);
   HVSFX_GetDefaultParam(&second);
-  s_sampleCount = 0;
-  CSoundbar4Fxd::inputFadePosition = CSoundbar4Fxd::kInputFadeLength;
-  CSoundbar4Fxd::outputFadePosition = CSoundbar4Fxd::kOutputFadeLength;
+  hvfx::api::Engine::Global().GatheredFrames() = 0;
   bool b = false;
   int i1 = 0, i2 = 0, i3 = 0, i4 = 0;
   float q = 0.0f;
@@ -185,6 +183,6 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     }
   }
   HVSFX_Release(&own);
-  s_sampleCount = 0;
+  hvfx::api::Engine::Global().GatheredFrames() = 0;
   return 0;
 }

@@ -5,7 +5,6 @@
 // replays on its own.
 #include "FuzzInput.h"
 #include "api/FrontInternal.h"
-#include "api/EngineInternal.h"
 #include "hvtralofx/hvtralofx.h"
 #include "tests/support/ChainScenario.h"
 
@@ -18,7 +17,7 @@ namespace {
 void Process(FuzzedDataProvider& in) {
   // Up to a little over two 512-frame blocks, so that the chain runs.
   const int frames = in.ConsumeIntegralInRange(-1, 1100);
-  const int channels = s_HVSFX_Param.nOutChannels;
+  const int channels = hvfx::api::GlobalFront().record.nOutChannels;  // the layout the next call takes
   if (frames < 1 || channels < 1 || channels > HVSFX_MAX_CHANNELS || in.ConsumeProbability<float>() < 0.02f) {
     HVTralo_Process(nullptr, frames);
     return;

@@ -18,8 +18,6 @@
 using namespace fxp;
 using namespace hvfx::soundbar;
 
-std::atomic<uint32_t> CSoundbar4Fxd::inputFadePosition{0xFFFFFFFFu};
-std::atomic<uint32_t> CSoundbar4Fxd::outputFadePosition{0xFFFFFFFFu};
 
 namespace {
 
@@ -31,7 +29,11 @@ constexpr int kIntegratorInShift = 10;
 constexpr int kIntegratorOutAdjust = 2;
 
 // The sample arithmetic of each path. 32-bit: wrapping 32-bit sums, 64-bit
-// products. 16-bit: sums and products formed in 32 bits, stored truncated.
+// products. 16-bit: sums and products formed in 32 bits; the band split's
+// difference is stored truncated (it stays in range), while a side band
+// weighted by a gain above 1 stays 32 bits wide until it is mixed with its
+// mid band, and the mixes saturate to 16 bits: full-scale input would
+// otherwise wrap an output from one rail to the other.
 template <class Sample>
 struct PathArith;
 
@@ -46,11 +48,13 @@ struct PathArith<int> {
 
 template <>
 struct PathArith<short> {
-  static short Half(short a, short b) { return Wrap16((a + b) >> 1); }
-  static short HalfDiff(short a, short b) { return Wrap16((a - b) >> 1); }
-  static short Add(short a, short b) { return Wrap16(a + b); }
+  // Overflow note: |a|, |b| < 2^16 and |x * g| < 2^30 keep every sum and
+  // product in 32 bits; Sat16 narrows where the 16-bit result is final.
+  static short Half(short a, int b) { return Sat16((a + b) >> 1); }
+  static short HalfDiff(short a, int b) { return Sat16((a - b) >> 1); }
+  static short Add(short a, short b) { return Sat16(a + b); }
   static short Sub(short a, short b) { return Wrap16(a - b); }
-  static short MulShift(short x, int g, int s) { return Wrap16(Asr32(x * g, s)); }
+  static int MulShift(short x, int g, int s) { return Asr32(x * g, s); }
 };
 
 // (s * gain) asr 15 of one sample, truncated to its width.
@@ -108,10 +112,13 @@ void FreeBlock(Block*& block) {
   block = nullptr;
 }
 
+// The block in `block`, created (cleared) if it does not exist yet.
 template <class Block>
-Block* NewBlock() {
-  auto* block = new Block();
-  block->Clear();
+Block* EnsureBlock(Block*& block) {
+  if (block == nullptr) {
+    block = new Block();
+    block->Clear();
+  }
   return block;
 }
 
@@ -201,8 +208,8 @@ struct PairMatrix {
 
   PairOutput<Sample> At(int n) const {
     using A = PathArith<Sample>;
-    const Sample high = A::MulShift(sideHigh[n], gHigh, kHigh);
-    const Sample low = A::MulShift(sideLow[n], gLow, kLow);
+    const auto high = A::MulShift(sideHigh[n], gHigh, kHigh);
+    const auto low = A::MulShift(sideLow[n], gLow, kLow);
     return {A::Half(midHigh[n], high), A::HalfDiff(midHigh[n], high), A::Half(midLow[n], low),
             A::HalfDiff(midLow[n], low)};
   }
@@ -290,7 +297,6 @@ int CSoundbar4Fxd::Reset() {
 }
 
 int CSoundbar4Fxd::Free() {
-  if (initialized == 0) return 0;
   std::free(work32);
   std::free(work16);
   work32 = nullptr;
@@ -337,27 +343,16 @@ void CSoundbar4Fxd::delete_filters() {
 }
 
 int CSoundbar4Fxd::UpdateFilterParameters(int rate, int distanceCm, int width) {
-  delete_filters();
-  frontSideDcBlocker = NewBlock<CDCBlockerMAFxd>();
-  surroundSideDcBlocker = NewBlock<CDCBlockerMAFxd>();
-  frontMidDcDelay = NewBlock<CDelayLineFxd>();
-  surroundMidDcDelay = NewBlock<CDelayLineFxd>();
-  frontSideIntegrator = NewBlock<CNGOIntegratorFxd>();
-  surroundSideIntegrator = NewBlock<CNGOIntegratorFxd>();
-  frontMidFirDelay = NewBlock<CDelayLineFxd>();
-  surroundMidFirDelay = NewBlock<CDelayLineFxd>();
-  frontSideFir = NewBlock<CFIRFxd>();
-  surroundSideFir = NewBlock<CFIRFxd>();
-  frontMidLowpass = NewBlock<CFiltFiltFxd>();
-  frontSideLowpass = NewBlock<CFiltFiltFxd>();
-  surroundMidLowpass = NewBlock<CFiltFiltFxd>();
-  surroundSideLowpass = NewBlock<CFiltFiltFxd>();
-  frontMidBandDelay = NewBlock<CDelayLineFxd>();
-  frontSideBandDelay = NewBlock<CDelayLineFxd>();
-  surroundMidBandDelay = NewBlock<CDelayLineFxd>();
-  surroundSideBandDelay = NewBlock<CDelayLineFxd>();
-  channel2Delay = NewBlock<CDelayLineFxd>();
-  channel3Delay = NewBlock<CDelayLineFxd>();
+  coefficients = nullptr;
+  for (CDCBlockerMAFxd** b : {&frontSideDcBlocker, &surroundSideDcBlocker}) EnsureBlock(*b);
+  for (CNGOIntegratorFxd** b : {&frontSideIntegrator, &surroundSideIntegrator}) EnsureBlock(*b);
+  for (CFIRFxd** b : {&frontSideFir, &surroundSideFir}) EnsureBlock(*b);
+  for (CFiltFiltFxd** b : {&frontMidLowpass, &frontSideLowpass, &surroundMidLowpass, &surroundSideLowpass})
+    EnsureBlock(*b);
+  for (CDelayLineFxd** b : {&frontMidDcDelay, &surroundMidDcDelay, &frontMidFirDelay, &surroundMidFirDelay,
+                            &frontMidBandDelay, &frontSideBandDelay, &surroundMidBandDelay, &surroundSideBandDelay,
+                            &channel2Delay, &channel3Delay})
+    EnsureBlock(*b);
 
   // The mid path waits beside the DC blocker for as long as the blocker lags.
   frontSideDcBlocker->Init(kDcBlockerShift, kDcBlockerShift);

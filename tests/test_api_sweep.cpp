@@ -156,7 +156,7 @@ class ApiSweep : public ::testing::TestWithParam<bool> {  // true: the front int
     chain::ReloadLibrary();
   }
   bool front() const { return GetParam(); }
-  P record() { return front() ? &s_HVSFX_Param : &own; }
+  P record() { return front() ? &hvfx::api::GlobalFront().record : &own; }
   void Initialise() {
     if (front()) {
       ASSERT_EQ(HVTralo_Init(48000, kChannels), 1);

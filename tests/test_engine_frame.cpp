@@ -1,7 +1,7 @@
 // The engine frame: record defaults, refusals at the engine's edge (records
 // other than the current call's, huge frame counts), the partial block over
 // a re-initialisation, and the release deferred to the end of a running
-// HVSFX_Process. The gathering into planar blocks, the one-block lag of the
+// HVSFX_Process (with two threads in test_concurrency). The gathering into planar blocks, the one-block lag of the
 // emitted output with its rounding and saturation, and the surround shift
 // are carried by the golden vectors (test_golden: calls of 600 to 1448
 // frames over blocks of 37, 509 and 512).
@@ -15,7 +15,6 @@
 #include <thread>
 #include <vector>
 
-#include "api/EngineInternal.h"
 #include "hvtralofx/HVSFX_Engine.h"
 #include "support/EngineTestBase.h"
 
@@ -91,7 +90,7 @@ TEST_F(EngineFrame, InitRefusesRecordsOutsideTheSupportedLayout) {
     HVSFX_Param before = p;
     EXPECT_EQ(HVSFX_Init(&p), 0);
     EXPECT_EQ(std::memcmp(&before, &p, sizeof p), 0);
-    EXPECT_EQ(s_initialized.load(), 0);
+    EXPECT_EQ(GlobalEngine().Built(), nullptr);
   };
   for (int channels : {0, 7}) refused([&](HVSFX_Param& p) { p.nInChannels = channels; });
   for (int channels : {-1, 8}) refused([&](HVSFX_Param& p) { p.nOutChannels = channels; });
@@ -110,7 +109,7 @@ TEST_F(EngineFrame, ProcessRefusesUntilInitialised) {
   EXPECT_EQ(HVSFX_Process(&param, nullptr, 4), 0);
   EXPECT_EQ(HVSFX_Process(&param, nullptr, 0), 1);
   EXPECT_EQ(HVSFX_Process(&param, samples.data(), -5), 1);  // a negative count does nothing
-  EXPECT_EQ(s_sampleCount, 0);
+  EXPECT_EQ(Gathered(), 0);
   EXPECT_EQ(HVSFX_Release(&param), 1);
   EXPECT_EQ(param.pInBuf, nullptr);
   EXPECT_EQ(HVSFX_Process(&param, samples.data(), 32), 0);
@@ -142,7 +141,7 @@ TEST_F(EngineFrame, OnlyTheLimiterSwitchLeavesSamplesUntouched) {
   const auto original = samples;
   EXPECT_EQ(HVSFX_Process(&param, samples.data(), 64), 1);
   EXPECT_EQ(samples, original);
-  EXPECT_EQ(s_sampleCount, 0);  // nothing gathered
+  EXPECT_EQ(Gathered(), 0);  // nothing gathered
 }
 
 TEST_F(EngineFrame, ReinitialisingToAShorterBlockDropsThePartialBlock) {
@@ -150,62 +149,32 @@ TEST_F(EngineFrame, ReinitialisingToAShorterBlockDropsThePartialBlock) {
   param.bSurroundEnable = true;
   auto samples = Ramp(2 * 300);
   ASSERT_EQ(HVSFX_Process(&param, samples.data(), 300), 1);
-  EXPECT_EQ(s_sampleCount, 300);
+  EXPECT_EQ(Gathered(), 300);
   Init(256, 2);
-  EXPECT_EQ(s_sampleCount, 300);  // kept by HVSFX_Init ...
+  EXPECT_EQ(Gathered(), 300);  // kept by HVSFX_Init ...
   ASSERT_EQ(HVSFX_Process(&param, samples.data(), 10), 1);
-  EXPECT_EQ(s_sampleCount, 10);  // ... and dropped by the next block
+  EXPECT_EQ(Gathered(), 10);  // ... and dropped by the next block
   Init(1024, 2);
   ASSERT_EQ(HVSFX_Process(&param, samples.data(), 10), 1);
-  EXPECT_EQ(s_sampleCount, 20);  // a longer block keeps what was gathered
+  EXPECT_EQ(Gathered(), 20);  // a longer block keeps what was gathered
 }
 
-TEST_F(EngineFrame, ReleaseDuringProcessingIsDeferredToTheEndOfTheCall) {
-  const int frames = 48000 * 20;
-  std::vector<short> samples(2 * static_cast<size_t>(frames), 1000);
-  bool observedDeferral = false;
-  for (int attempt = 0; attempt < 200 && !observedDeferral; ++attempt) {
-    HVSFX_GetDefaultParam(&param);
-    param.bSurroundEnable = true;
-    Init(64, 2);
-    std::atomic<bool> releaseReturned{false}, processReturned{false};
-    std::atomic<int> initialisedAfterRelease{-1};
-    std::thread control([&] {
-      while (s_processRunning.load() == 0 && !processReturned.load()) std::this_thread::yield();
-      EXPECT_EQ(HVSFX_Release(&param), 1);
-      initialisedAfterRelease = s_initialized.load();
-      releaseReturned = true;
-    });
-    EXPECT_EQ(HVSFX_Process(&param, samples.data(), frames), 1);
-    processReturned = true;
-    control.join();
-    ASSERT_TRUE(releaseReturned);
-    // Whichever way the race went, the engine ends released.
-    EXPECT_EQ(s_initialized.load(), 0);
-    EXPECT_EQ(s_doRelease.load(), 0);
-    EXPECT_EQ(param.pInBuf, nullptr);
-    EXPECT_EQ(param.pOutBuf, nullptr);
-    observedDeferral = initialisedAfterRelease.load() == 1;
-  }
-  EXPECT_TRUE(observedDeferral) << "the release never landed inside a running block";
-}
-
-TEST_F(EngineFrame, ProcessAfterADeferredReleaseIsRefused) {
+TEST_F(EngineFrame, ReleaseDuringACallWaitsForItsEndAndNeverTouchesTheRecordAgain) {
   Init(64, 2);
   param.bSurroundEnable = true;
-  // A release requested while a block is marked running waits for its end.
-  s_processRunning.store(1);
+  // The audio side is inside a call: the release clears the record's buffer
+  // pointers at once and frees the chain when the call ends.
+  ASSERT_TRUE(GlobalEngine().BeginCall());
   EXPECT_EQ(HVSFX_Release(&param), 1);
-  EXPECT_EQ(s_initialized.load(), 1);
-  EXPECT_EQ(s_doRelease.load(), 1);
-  s_processRunning.store(0);
+  EXPECT_EQ(param.pInBuf, nullptr);
+  EXPECT_EQ(param.pOutBuf, nullptr);
+  EXPECT_NE(GlobalEngine().LiveChain(), nullptr);
+  GlobalEngine().EndCall();
+  EXPECT_EQ(GlobalEngine().LiveChain(), nullptr);
   std::vector<short> samples(128, 5);
   const auto original = samples;
-  // The next call finds the pending release, carries it out and refuses.
   EXPECT_EQ(HVSFX_Process(&param, samples.data(), 64), 0);
   EXPECT_EQ(samples, original);
-  EXPECT_EQ(s_initialized.load(), 0);
-  EXPECT_EQ(param.pInBuf, nullptr);
 }
 
 TEST_F(EngineFrame, TouchesOnlyTheRecordOfTheCurrentCall) {

@@ -10,7 +10,7 @@
 #include <iterator>
 #include <vector>
 
-#include "api/EngineInternal.h"
+#include "support/EngineTestBase.h"
 #include "hvtralofx/HVSFX_Engine.h"
 #include "hvtralofx/HVSFX_SoundbarControl.h"
 #include "hvtralofx/HVSFX_Switches.h"
@@ -75,7 +75,7 @@ Output Measure(int rate, int channels, unsigned mask, bool impulse) {
   param.nSampleRate = rate;
   param.nInChannels = param.nOutChannels = channels;
   for (int i = 0; i < kSwitchCount; ++i) kSwitches[i].set(&param, (mask >> i & 1u) != 0);
-  s_sampleCount = 0;
+  Gathered() = 0;
   EXPECT_EQ(HVSFX_Init(&param), 1);
   Output run;
   run.out.assign(static_cast<size_t>(kFrames * channels), 0);

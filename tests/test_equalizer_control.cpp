@@ -9,7 +9,7 @@
 #include <limits>
 #include <vector>
 
-#include "api/EngineInternal.h"
+#include "support/EngineTestBase.h"
 #include "hvtralofx/HVSFX_EQControl.h"
 #include "hvtralofx/HVSFX_Engine.h"
 #include "hvtralofx/CHVAudioEQ_Ts.h"
@@ -31,18 +31,22 @@ class EqControl : public ::testing::Test {
     ClearFlags();
   }
   static void ClearFlags() {
-    for (auto& f : nEQFilterResetFlag) f.store(0);
+    GlobalEngine().TakeChanges();
+    for (int c = 0; c < 8; ++c) GlobalEngine().EqResetPending(c) = false;
   }
-  static int Flag(int c) { return nEQFilterResetFlag[c].load(); }
+  static int Flag(int c) {
+    GlobalEngine().TakeChanges();
+    return GlobalEngine().EqResetPending(c);
+  }
   // A call that must return `expected` and change neither the record, nor
   // any equalizer, nor any reset flag.
   template <typename Call>
   void ExpectNoChange(int expected, Call call) {
     const HVSFX_Param before = p;
-    const CHVAudioEQ_Ts eq0 = *ptr_EQ[0];
+    const CHVAudioEQ_Ts eq0 = *LiveChain()->eq[0];
     EXPECT_EQ(call(), expected);
     EXPECT_EQ(std::memcmp(&before, &p, sizeof p), 0);
-    EXPECT_TRUE(Same(eq0, *ptr_EQ[0]));
+    EXPECT_TRUE(Same(eq0, *LiveChain()->eq[0]));
     for (int c = 0; c < 8; ++c) EXPECT_EQ(Flag(c), 0);
   }
   HVSFX_Param p{};
@@ -53,7 +57,7 @@ class EqControl : public ::testing::Test {
 TEST_F(EqControl, ShelfSwitchesAndSettings) {
   Init(2);
   EXPECT_EQ(HVSFX_EQ_SetLPFEnable(&p, -1, false), 1);
-  EXPECT_EQ(p.bLPFEnable + ptr_EQ[0]->bLFEnable + ptr_EQ[1]->bLFEnable, 0);
+  EXPECT_EQ(p.bLPFEnable + LiveChain()->eq[0]->bLFEnable + LiveChain()->eq[1]->bLFEnable, 0);
   // One channel, designed from that channel's stored frequency and gain;
   // the switch requests no reset.
   p.nLPFFreq[1] = 500;
@@ -61,8 +65,8 @@ TEST_F(EqControl, ShelfSwitchesAndSettings) {
   EXPECT_EQ(HVSFX_EQ_SetLPFEnable(&p, 1, true), 1);
   CHVAudioEQ_Ts expected(48000);
   expected.Tst_SetLFOption(true, 500, 4);
-  EXPECT_TRUE(Same(*ptr_EQ[1], expected));
-  EXPECT_EQ((V{ptr_EQ[0]->bLFEnable, Flag(0), Flag(1)}), V(3, 0));
+  EXPECT_TRUE(Same(*LiveChain()->eq[1], expected));
+  EXPECT_EQ((V{LiveChain()->eq[0]->bLFEnable, Flag(0), Flag(1)}), V(3, 0));
   bool on = false;
   EXPECT_EQ(HVSFX_EQ_GetLPFEnable(&p, 0, &on), 1);
   EXPECT_TRUE(on);
@@ -72,13 +76,13 @@ TEST_F(EqControl, ShelfSwitchesAndSettings) {
   EXPECT_EQ((V{HVSFX_EQ_GetLPFBandGain(&p, 0, &g[0], &f[0]), HVSFX_EQ_GetLPFBandGain(&p, 1, &g[1], &f[1])}), (V{1, 1}));
   EXPECT_EQ((V{g[0], f[0], g[1], f[1]}), (V{-7, 160, -7, 500}));
   expected.Tst_SetLFOption(true, 500, -7);
-  EXPECT_TRUE(Same(*ptr_EQ[1], expected));
+  EXPECT_TRUE(Same(*LiveChain()->eq[1], expected));
   EXPECT_EQ((V{Flag(0), Flag(1)}), (V{1, 1}));
   // The stored high-shelf switch is off: the setting is stored and the shelf
   // of that channel switched off.
   EXPECT_EQ(HVSFX_EQ_SetHPFBandGain(&p, 0, 3, 8000), 1);
   EXPECT_EQ(HVSFX_EQ_GetHPFBandGain(&p, 0, &g[0], &f[0]), 1);
-  EXPECT_EQ((V{g[0], f[0], ptr_EQ[0]->bHFEnable, ptr_EQ[1]->bHFEnable}), (V{3, 8000, 0, 1}));
+  EXPECT_EQ((V{g[0], f[0], LiveChain()->eq[0]->bHFEnable, LiveChain()->eq[1]->bHFEnable}), (V{3, 8000, 0, 1}));
 }
 
 TEST_F(EqControl, BandSettingsAndRefusals) {
@@ -89,7 +93,7 @@ TEST_F(EqControl, BandSettingsAndRefusals) {
   for (int c = 0; c < 2; ++c) {
     EXPECT_EQ((V{p.nEQBandGain[c][2], p.nEQBandFreq[c][2], Flag(c)}), (V{5, 700, 1}));
     EXPECT_EQ(p.fEQBandQ[c][2], 1.5f);
-    EXPECT_TRUE(Same(*ptr_EQ[c], expected));
+    EXPECT_TRUE(Same(*LiveChain()->eq[c], expected));
   }
   // A Q that is zero, NaN, infinite or negative and a frequency <= 0 keep
   // the stored values; gain 0 switches the band off and keeps both.
@@ -100,7 +104,7 @@ TEST_F(EqControl, BandSettingsAndRefusals) {
   float q = 0;
   EXPECT_EQ(HVSFX_EQ_GetBandGain(&p, 1, 2, &g, &f, &q), 1);
   EXPECT_EQ(std::tuple(g, f, q), std::tuple(0, 700, 3.0f));
-  EXPECT_EQ((V{ptr_EQ[1]->band[2].bEnable, ptr_EQ[0]->band[2].bEnable}), (V{0, 1}));
+  EXPECT_EQ((V{LiveChain()->eq[1]->band[2].bEnable, LiveChain()->eq[0]->band[2].bEnable}), (V{0, 1}));
   // Refused: bands beyond nEQBandNum (counted as 8 above 8, as 0 below 0),
   // channels other than -1 and the engine's own.
   ClearFlags();
@@ -134,7 +138,7 @@ TEST_F(EqControl, BandResetPassesTheBandAsTheShelfChannel) {
   // kept, reset requested by the shelf step only).
   EXPECT_EQ(HVSFX_EQ_ResetBandFreq(&p, 0, 1), 1);
   EXPECT_EQ(std::tuple(p.nEQBandFreq[0][1], p.fEQBandQ[0][1], p.nEQBandGain[0][1]), std::tuple(400, 2.0f, 4));
-  EXPECT_EQ((V{ptr_EQ[0]->band[1].bEnable, ptr_EQ[1]->band[1].bEnable, p.nEQBandFreq[1][1], p.nEQBandFreq[0][2]}), (V{0, 1, 222, 333}));
+  EXPECT_EQ((V{LiveChain()->eq[0]->band[1].bEnable, LiveChain()->eq[1]->band[1].bEnable, p.nEQBandFreq[1][1], p.nEQBandFreq[0][2]}), (V{0, 1, 222, 333}));
   EXPECT_EQ((V{p.nLPFGain[1], p.nHPFGain[1], p.nLPFFreq[1], p.nLPFGain[0], Flag(0), Flag(1)}), (V{0, 0, 300, 4, 0, 1}));
   // A band beyond nEQBandNum: the shelf step still runs, then 0.
   p.nEQBandNum = 4;
@@ -150,7 +154,7 @@ TEST_F(EqControl, BandResetPassesTheBandAsTheShelfChannel) {
   for (int c = 0; c < 6; ++c) {
     EXPECT_EQ(p.nLPFGain[c] + p.nHPFGain[c], 0);
     for (int b = 0; b < 8; ++b) {
-      EXPECT_EQ(std::tuple(p.nEQBandFreq[c][b], p.fEQBandQ[c][b], p.nEQBandGain[c][b], ptr_EQ[c]->band[b].bEnable),
+      EXPECT_EQ(std::tuple(p.nEQBandFreq[c][b], p.fEQBandQ[c][b], p.nEQBandGain[c][b], LiveChain()->eq[c]->band[b].bEnable),
                 std::tuple(defaults[b], 2.0f, 3 + b, 0));
     }
   }

@@ -14,8 +14,8 @@
 #include <string>
 #include <vector>
 
-#include "api/EngineInternal.h"
 #include "api/FrontInternal.h"
+#include "support/EngineTestBase.h"
 #include "hvtralofx/HVSFX_AdaVControl.h"
 #include "hvtralofx/HVSFX_EQControl.h"
 #include "hvtralofx/HVSFX_SoundbarControl.h"
@@ -29,11 +29,18 @@ using namespace hvfx::api;  // the engine's internals
 namespace {
 
 // Every test starts from the state at load time.
-class Front : public ::testing::Test {
+class FrontInterface : public ::testing::Test {
  protected:
   void SetUp() override { Reload(); }
   void TearDown() override { Reload(); }
   static void Reload() { chain::ReloadLibrary(); }
+  // The front's own record, and a switch written into it directly (without
+  // the setter's other effects), published as the front's setters do.
+  static HVSFX_Param& Record() { return GlobalFront().record; }
+  static void SetRecordSoundbar(int on) {
+    Record().bSoundbarEnable = on;
+    PublishFrontRecord(GlobalFront());
+  }
 };
 
 // Samples with their attenuated values, (s * 19661 + 16384) >> 15.
@@ -78,7 +85,7 @@ std::vector<int> Design(const CHVAudioEQ_Ts& eq) {
 
 }  // namespace
 
-TEST_F(Front, MasterSwitchAttenuationAndResultsOutsideInitialisation) {
+TEST_F(FrontInterface, MasterSwitchAttenuationAndResultsOutsideInitialisation) {
   // Switch off: the attenuated input is the output, before and after init.
   auto s = kDry;
   EXPECT_EQ(HVTralo_Process(s.data(), 4), 1);
@@ -93,23 +100,23 @@ TEST_F(Front, MasterSwitchAttenuationAndResultsOutsideInitialisation) {
   EXPECT_EQ(HVTralo_Process(s.data(), 4), 0);
   EXPECT_EQ(s, kAttenuated);
   EXPECT_EQ(HVTralo_Process(s.data(), 0), 0);
-  s_HVSFX_Param.bSoundbarEnable = 1;  // the soundbar takes the signal at full level
+  SetRecordSoundbar(1);  // the soundbar takes the signal at full level
   s = kDry;
   EXPECT_EQ(HVTralo_Process(s.data(), 4), 0);
   EXPECT_EQ(s, kDry);
 
   ASSERT_EQ(HVTralo_Init(48000, 2), 1);
   ASSERT_EQ(HVTralo_Release(), 1);
-  s_HVSFX_Param.bSoundbarEnable = 0;
+  SetRecordSoundbar(0);
   s = kDry;
   EXPECT_EQ(HVTralo_Process(s.data(), 4), 0);
   EXPECT_EQ(s, kAttenuated);
 }
 
-TEST_F(Front, FirstInitSetsDefaultsOnceLaterInitsKeepAndReapplyTheHostsSettings) {
+TEST_F(FrontInterface, FirstInitSetsDefaultsOnceLaterInitsKeepAndReapplyTheHostsSettings) {
   const std::string log = CaptureLog([] {
     ASSERT_EQ(HVTralo_Init(48000, 2), 1);
-    const HVSFX_Param& p = s_HVSFX_Param;
+    const HVSFX_Param& p = Record();
     EXPECT_EQ(p.nSoundbarAngle, 0);
     EXPECT_EQ(p.bLFECopyEnable + p.bLFESVEnable + p.bLPFEnable + p.bHPFEnable, 4);
     EXPECT_EQ(p.nAdaVStationSigMs, 5000);
@@ -123,18 +130,18 @@ TEST_F(Front, FirstInitSetsDefaultsOnceLaterInitsKeepAndReapplyTheHostsSettings)
       for (int b = 0; b < 8; ++b) {
         EXPECT_EQ(p.nEQBandFreq[c][b], bandHz[b]);
         EXPECT_EQ(p.fEQBandQ[c][b], 2.0f);
-        EXPECT_EQ(ptr_EQ[c]->band[b].bEnable, 0);
+        EXPECT_EQ(LiveChain()->eq[c]->band[b].bEnable, 0);
       }
-      EXPECT_EQ(ptr_EQ[c]->bLFEnable, 1);
+      EXPECT_EQ(LiveChain()->eq[c]->bLFEnable, 1);
     }
     // The host's settings.
     EXPECT_EQ(HVTralo_EQ_SetLPFBandGain(0, -6, 300), 1);
     EXPECT_EQ(HVTralo_EQ_SetHPFBandGain(1, 4, 9000), 1);
     EXPECT_EQ(HVTralo_EQ_SetBandGain(1, 2, 6, 1200, 1.5f), 1);
     EXPECT_EQ(HVTralo_AutoLevel_SetParam(1, 60, 7000, 1), 1);
-    s_HVSFX_Param.nSoundbarAngle = 2;
-    const std::vector<int> designs[] = {Design(*ptr_EQ[0]), Design(*ptr_EQ[1])};
-    const HVSFX_Param before = s_HVSFX_Param;
+    Record().nSoundbarAngle = 2;
+    const std::vector<int> designs[] = {Design(*LiveChain()->eq[0]), Design(*LiveChain()->eq[1])};
+    const HVSFX_Param before = Record();
 
     ASSERT_EQ(HVTralo_Release(), 1);
     ASSERT_EQ(HVTralo_Init(48000, 2), 1);
@@ -144,13 +151,13 @@ TEST_F(Front, FirstInitSetsDefaultsOnceLaterInitsKeepAndReapplyTheHostsSettings)
     EXPECT_EQ(std::memcmp(p.nEQBandGain, before.nEQBandGain, sizeof p.nEQBandGain), 0);
     EXPECT_EQ(p.nLPFFreq[0], 300);
     // The new equalizers carry the host's shelves and bands again.
-    EXPECT_EQ(Design(*ptr_EQ[0]), designs[0]);
-    EXPECT_EQ(Design(*ptr_EQ[1]), designs[1]);
+    EXPECT_EQ(Design(*LiveChain()->eq[0]), designs[0]);
+    EXPECT_EQ(Design(*LiveChain()->eq[1]), designs[1]);
   });
   EXPECT_EQ(CountInitLines(log), 2) << log;
 }
 
-TEST_F(Front, EveryForwarderReachesItsEngineFunction) {
+TEST_F(FrontInterface, EveryForwarderReachesItsEngineFunction) {
   ASSERT_EQ(HVTralo_Init(48000, 2), 1);
   // What a getter hands back.
   struct Out {
@@ -218,28 +225,28 @@ TEST_F(Front, EveryForwarderReachesItsEngineFunction) {
       HVFX_FORWARDS(DynamicBass_GetCutOffFreq(&o.i[0]), DynamicBass_GetCutOffFreq(p, &o.i[0])),
   };
 #undef HVFX_FORWARDS
-  const HVSFX_Param initial = s_HVSFX_Param;
+  const HVSFX_Param initial = Record();
   for (const Row& row : rows) {
     // The engine function on a copy of the front's record, then the front's
     // function: same result, same record afterwards, same values out.
     HVSFX_Param expected;
-    std::memcpy(&expected, &s_HVSFX_Param, sizeof expected);
+    std::memcpy(&expected, &Record(), sizeof expected);
     Out fromEngine, fromFront;
     const int engineResult = row.engine(&expected, fromEngine);
     EXPECT_EQ(row.front(fromFront), engineResult) << row.name;
-    EXPECT_EQ(std::memcmp(&expected, &s_HVSFX_Param, sizeof expected), 0) << row.name;
+    EXPECT_EQ(std::memcmp(&expected, &Record(), sizeof expected), 0) << row.name;
     EXPECT_TRUE(fromFront == fromEngine) << row.name;
   }
-  EXPECT_NE(std::memcmp(&initial, &s_HVSFX_Param, sizeof initial), 0);
+  EXPECT_NE(std::memcmp(&initial, &Record(), sizeof initial), 0);
   // The shelf switches (which the record holds once) reach every channel.
-  HVSFX_EQ_SetLPFEnable(&s_HVSFX_Param, -1, true);
-  HVSFX_EQ_SetHPFEnable(&s_HVSFX_Param, -1, true);
+  HVSFX_EQ_SetLPFEnable(&Record(), -1, true);
+  HVSFX_EQ_SetHPFEnable(&Record(), -1, true);
   HVTralo_EQ_SetLPFEnable(false);
   HVTralo_EQ_SetHPFEnable(false);
-  for (int c = 0; c < 2; ++c) EXPECT_FALSE(ptr_EQ[c]->bLFEnable || ptr_EQ[c]->bHFEnable) << c;
+  for (int c = 0; c < 2; ++c) EXPECT_FALSE(LiveChain()->eq[c]->bLFEnable || LiveChain()->eq[c]->bHFEnable) << c;
 }
 
-TEST_F(Front, GettersRefuseNullPointersAndLatencyFollowsTheMasterSwitch) {
+TEST_F(FrontInterface, GettersRefuseNullPointersAndLatencyFollowsTheMasterSwitch) {
   // The module getters with null outputs are swept in test_api_sweep; these two are not.
   EXPECT_EQ(HVTralo_GetEnable(nullptr), 0);
   EXPECT_EQ(HVTralo_GetLatency(nullptr), 0);

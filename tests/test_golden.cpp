@@ -132,7 +132,7 @@ std::string PlayCase(const Case& c) {
   if (c.front) {
     HVTralo_Init(c.rate, c.channels);
     HVTralo_SetEnable(c.master);
-    p = &s_HVSFX_Param;
+    p = &hvfx::api::GlobalFront().record;
   } else {
     own.nSampleRate = c.rate;
     own.nFrameSize = c.frameSize;
@@ -161,6 +161,7 @@ std::string PlayCase(const Case& c) {
                                    ? SlowlyMovingSignal(c.channels, position, frames, c.script == kLongQuickMoves)
                                    : Signal(c.channels, position, frames);
     position += frames;
+    if (c.front) hvfx::api::PublishFrontRecord(hvfx::api::GlobalFront());
     const int r = c.front ? HVTralo_Process(block.data(), frames) : HVSFX_Process(p, block.data(), frames);
     EXPECT_EQ(r, 1) << c.name << " call " << call;
     groupCrc = Crc32(block, groupCrc);

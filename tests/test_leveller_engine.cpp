@@ -8,11 +8,10 @@
 #include <vector>
 
 #include "api/AdaVControlInternal.h"
-#include "api/EngineInternal.h"
+#include "support/EngineTestBase.h"
 #include "hvtralofx/HVSFX_AdaVControl.h"
 #include "hvtralofx/HVSFX_Engine.h"
 #include "loudness/LevellerCore.h"
-#include "support/EngineTestBase.h"
 
 using namespace hvfx::api;  // the engine's internals
 
@@ -43,24 +42,24 @@ TEST_F(LevellerEngine, ControlsStoreTheRecordAndPassValuesOn) {
 
   // After Init the instance takes them at once.
   ASSERT_EQ(HVSFX_Init(&param), 1);
-  EXPECT_EQ(Core(ptr_AdaV).mode_, 0);
-  EXPECT_EQ(Core(ptr_AdaV).relativeVolumeDb_, 2228224 * 40 / 100 - 2424832);
+  EXPECT_EQ(Core(LiveChain()->adav).mode_, 0);
+  EXPECT_EQ(Core(LiveChain()->adav).relativeVolumeDb_, 2228224 * 40 / 100 - 2424832);
   EXPECT_EQ(HVSFX_AdaV_SetParam(&param, 1, 0, 20000, 0), 1);
-  EXPECT_EQ(Core(ptr_AdaV).mode_, 1);
-  EXPECT_EQ(Core(ptr_AdaV).relativeVolumeDb_, -2424832);
-  EXPECT_EQ(Core(ptr_AdaV).station_.Length(), 10);
+  EXPECT_EQ(Core(LiveChain()->adav).mode_, 1);
+  EXPECT_EQ(Core(LiveChain()->adav).relativeVolumeDb_, -2424832);
+  EXPECT_EQ(Core(LiveChain()->adav).station_.Length(), 10);
   // Rate steps to percent: 15 -> 100, 3 -> 0; 6 -> 25; 1 -> -16 (clamped to 0);
   // extreme steps neither overflow nor wrap around.
   const int rates[][4] = {{15, 3, 5242, -1048}, {6, 1, 2097, -1048}, {INT_MAX, INT_MIN, 5242, -1048}};
   for (const auto& r : rates) {
     EXPECT_EQ(HVSFX_AdaV_SetVolUpDownRate(&param, r[0], r[1]), 1);
-    EXPECT_EQ(Core(ptr_AdaV).upRate_, r[2]) << r[0];
-    EXPECT_EQ(Core(ptr_AdaV).downRate_, r[3]) << r[1];
+    EXPECT_EQ(Core(LiveChain()->adav).upRate_, r[2]) << r[0];
+    EXPECT_EQ(Core(LiveChain()->adav).downRate_, r[3]) << r[1];
   }
   ASSERT_EQ(HVSFX_AdaV_GetVolUpDownRate(&param, &up, &down), 1);
   EXPECT_EQ(up, INT_MAX);
   EXPECT_EQ(down, INT_MIN);
-  EXPECT_EQ(Core(ptr_AdaV_LFE).upRate_, 2097);  // the LFE leveller is not addressed
+  EXPECT_EQ(Core(LiveChain()->adavLfe).upRate_, 2097);  // the LFE leveller is not addressed
 }
 
 TEST_F(LevellerEngine, OtherChannelCountsAreNotLevelled) {
@@ -69,7 +68,7 @@ TEST_F(LevellerEngine, OtherChannelCountsAreNotLevelled) {
   ASSERT_EQ(HVSFX_Init(&param), 1);
   std::vector<short> s(4 * 4 * kBlock, 1000);
   for (int b = 0; b < 4; ++b) ASSERT_EQ(HVSFX_Process(&param, s.data() + 4 * b * kBlock, kBlock), 1);
-  EXPECT_EQ(Core(ptr_AdaV).frameCount_, 0);
+  EXPECT_EQ(Core(LiveChain()->adav).frameCount_, 0);
 }
 
 }  // namespace

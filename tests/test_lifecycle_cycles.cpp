@@ -36,13 +36,13 @@ TEST(Lifecycle, InitReinitReleaseCyclesLeaveNothingBehind) {
     } else {  // the front
       ASSERT_EQ(HVTralo_Init(k % 4 == 1 ? 48000 : 44100, channels), 1);
       HVTralo_SetEnable(true);
-      chain::Configure(&s_HVSFX_Param, chain::kAllEffects);
+      chain::Configure(&hvfx::api::GlobalFront().record, chain::kAllEffects);
       HVTralo_Process(block.data(), frames);
       ASSERT_EQ(HVTralo_Init(48000, channels), 1);
       HVTralo_Process(block.data(), frames);
       HVTralo_Release();
     }
-    ASSERT_EQ(s_initialized.load(), 0);
+    ASSERT_EQ(hvfx::api::Engine::Global().LiveChain(), nullptr);
   }
   chain::ReloadLibrary();
 }

@@ -90,6 +90,12 @@ class HVFX_API CHVAudioEQ_Ts {
   // [-8388608, 8388607].
   void EQProcess(int* out, int* in, int stride, int frames);
 
+  // Takes other's sections and switches (coefficients, enables, dry path,
+  // rate) and keeps this equalizer's filter history: the state after
+  // CopyDesign(twin) is the state after the setter calls that made twin's
+  // design had they been made here. No allocation; between EQProcess calls.
+  void CopyDesign(const CHVAudioEQ_Ts& other);
+
   // ---- State (public to be read; change it only between EQProcess calls).
   int nSampleRate;
   int x0n2, x1n2, x0n1, x1n1;  // input history, channels 0 and 1

@@ -48,11 +48,12 @@ struct SoundbarCoefficientSet;  // the library's coefficient store
 
 class HVFX_API CSoundbar4Fxd {
  public:
-  // Fade positions, shared by all instances. The input fade is active while
-  // below 2048 (SetDistance/SetAngle set 0), the output fade while below 1024
+  // Fade positions of this instance. The input fade is active while below
+  // 2048 (SetDistance/SetAngle set 0), the output fade while below 1024
   // (Init and every filter rebuild set 0). Both start inactive.
-  static std::atomic<uint32_t> inputFadePosition;
-  static std::atomic<uint32_t> outputFadePosition;
+  static constexpr uint32_t kInactiveFade = 0xFFFFFFFFu;
+  std::atomic<uint32_t> inputFadePosition{kInactiveFade};
+  std::atomic<uint32_t> outputFadePosition{kInactiveFade};
   static constexpr uint32_t kInputFadeLength = 2048;
   static constexpr uint32_t kInputFadeSilentPoint = 1536;  // the rebuild happens here
   static constexpr uint32_t kOutputFadeLength = 1024;
@@ -76,8 +77,8 @@ class HVFX_API CSoundbar4Fxd {
   // Zeroes the work buffers and every filter's running state; the fade
   // positions are kept. Nothing before Init. Returns 0.
   int Reset();
-  // Releases buffers and filters; initialized = 0. Nothing before Init.
-  // Returns 0.
+  // Releases buffers and filters (also filters a rebuild made before Init);
+  // initialized = 0. Returns 0.
   int Free();
 
   // Store the value (no range check: unknown distances act as 50 cm,
@@ -86,11 +87,14 @@ class HVFX_API CSoundbar4Fxd {
   void SetDistance(int distance);
   void SetAngle(int angle);
 
-  // Replaces all twenty filter blocks with fresh ones loaded from the set
-  // for (sampleRate, distance, angle), with the stored block length and
-  // band look-ahead. At a rate without a set only the DC blockers, their
-  // delays and the integrators are built; the gain pairs keep what they
-  // held. Called from Init and from the input fade. Returns 0.
+  // Loads all twenty filter blocks from the set for (sampleRate, distance,
+  // angle), with the stored block length and band look-ahead, each starting
+  // from silence. Blocks that exist are reloaded in their storage (every set
+  // of a rate has the same geometry, so the rebuild at the input fade's
+  // silent point allocates nothing); missing ones are created. At a rate
+  // without a set only the DC blockers, their delays and the integrators are
+  // built; the gain pairs keep what they held. Called from Init and from the
+  // input fade. Returns 0.
   int UpdateFilterParameters(int sampleRate, int distance, int angle);
   // Frees and deletes every filter block that exists.
   void delete_filters();
@@ -149,14 +153,14 @@ class HVFX_API CSoundbar4Fxd {
   static void ApplyInputGain(short* buf, int frames, int channels, short gain, short gain2, short gain3,
                              int interleaved);
   // The input fade over a block of frames x channels (planar: channel stride
-  // frames), advancing the shared position; rebuilds the filters when the
+  // frames), advancing this instance's position; rebuilds the filters when the
   // block carries the position to the silent point (1536 <= position after
   // the block <= frames + 1535) and restarts the output fade.
   void ApplyInputFadeinout(int* buf, int frames, int channels, int interleaved);
   void ApplyInputFadeinout(short* buf, int frames, int channels, int interleaved);
   // The output fade over frames x channels (planar: channel stride frames).
-  static void ApplyOutputFadeinout(int* buf, int frames, int channels, int interleaved);
-  static void ApplyOutputFadeinout(short* buf, int frames, int channels, int interleaved);
+  void ApplyOutputFadeinout(int* buf, int frames, int channels, int interleaved);
+  void ApplyOutputFadeinout(short* buf, int frames, int channels, int interleaved);
 
   // True when the filters for the configured rate exist (Process runs).
   bool FiltersReady() const { return initialized != 0 && coefficients != nullptr; }
@@ -188,7 +192,7 @@ class HVFX_API CSoundbar4Fxd {
   template <class Sample>
   HVFX_LOCAL void FadeInput(Sample* buf, int frames, int channels, int interleaved);
   template <class Sample>
-  HVFX_LOCAL static void FadeOutput(Sample* buf, int frames, int channels, int interleaved);
+  HVFX_LOCAL void FadeOutput(Sample* buf, int frames, int channels, int interleaved);
   template <class Sample>
   HVFX_LOCAL void ConditionSide(Sample* mid, Sample* side, int frames, bool front, int* wide);
   template <class Sample>

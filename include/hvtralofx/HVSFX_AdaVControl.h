@@ -2,10 +2,10 @@
  * itself is HVSFX_AdaV_SetEnable in HVSFX_Switches.h.
  *
  * Setters store the values in the record and return 1 whether or not the
- * leveller exists; when it does (the engine is initialised) they pass the
- * values on at once, after any block in flight has finished (a block that
- * would start meanwhile is skipped, as for the equalizer setters). Getters copy
- * the stored values. A null record or out pointer returns 0 and changes
+ * leveller exists; when it does (the engine is initialised) they publish the
+ * values, which the leveller takes at the start of the next HVSFX_Process
+ * call (see HVSFX_Engine.h); HVSFX_AdaV_SetParam restarts its analysis
+ * there. Getters copy the stored values. A null record or out pointer returns 0 and changes
  * nothing. */
 #ifndef HVTRALOFX_API_HVSFX_ADAVCONTROL_H
 #define HVTRALOFX_API_HVSFX_ADAVCONTROL_H

@@ -10,10 +10,11 @@
  * engine was initialised with. Bands: 0 ... nEQBandNum - 1, where nEQBandNum
  * counts as 8 above 8 and as 0 below 0. A refused call changes nothing.
  *
- * Setters that change a channel's shelf settings or bands recompute its
- * coefficients at once and request a reset of its filter history before the
- * next block; while one runs, the engine skips blocks that would start. The
- * shelf switches and the band reset recompute without requesting a reset.
+ * Setters that change a channel's shelf settings or bands compute its new
+ * coefficients on the calling thread and publish them; the channel's
+ * equalizer takes them, and clears its filter history, at the start of the
+ * next HVSFX_Process call (see HVSFX_Engine.h). The shelf switches and the
+ * band reset publish new coefficients without clearing the history.
  * Gains are in dB (the equalizer limits them to 20 dB), frequencies in Hz. */
 #ifndef HVTRALOFX_API_HVSFX_EQCONTROL_H
 #define HVTRALOFX_API_HVSFX_EQCONTROL_H

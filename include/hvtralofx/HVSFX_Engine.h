@@ -2,21 +2,33 @@
  * blocks of nFrameSize frames, runs the effect chain once per block and hands
  * the processed block back one block later, in place.
  *
- * One engine exists per process: the module instances are process-wide, the
- * record carries the settings and the working buffers. Threading: one audio
- * thread calls HVSFX_Process; control threads call HVSFX_Init, HVSFX_Release
- * and the setters. A release requested while a block is being processed
- * takes effect when that HVSFX_Process call returns.
+ * One engine exists per process for this interface (HVFX_Engine.h gives
+ * instances): the module instances are the engine's, the record carries the
+ * settings and the working buffers.
+ *
+ * Threads. One audio thread calls HVSFX_Process; control threads call
+ * HVSFX_Init, HVSFX_Release, HVSFX_GetLatency and the setters, serialised
+ * among themselves by the engine (a control call may wait for another, never
+ * for the audio thread). The audio thread never waits, never allocates or
+ * frees, and never skips a call (except one that races HVSFX_Release). A
+ * control call does its work on its own thread (HVSFX_Init builds a whole
+ * new chain, an equalizer setter computes coefficients) and publishes the
+ * result; HVSFX_Process takes every change published before it began, in
+ * the order made, before its first block, and keeps the chain and layout it
+ * found there to its end. So a setting made before a call is in force for
+ * the whole call, and a call running while HVSFX_Init builds a new layout
+ * finishes with the old one: a host that changes the channel count while
+ * audio runs sizes its buffers for the larger layout. The record itself is
+ * the host's to guard (HVSFX_Param.h).
  *
  * Records: every call works on the record it is handed and on no other. The
  * engine remembers which record HVSFX_Init was handed only to compare it
  * with later ones; it never reads or writes a record through that memory.
- * The record must therefore live from HVSFX_Init for as long as the host
- * passes it to HVSFX_Process or a setter, until the HVSFX_Release that ends
- * its use has returned. HVSFX_Release (and HVSFX_Init, HVSFX_Process or a
- * setter that carries out a pending release) clears pInBuf and pOutBuf of
- * the record it was handed when that record holds the buffers it frees;
- * another record keeps stale pointers, which the engine never follows. */
+ * HVSFX_Release clears pInBuf and pOutBuf of the record it is handed when
+ * that record holds the engine's buffers, and touches no record afterwards:
+ * the host may free the record as soon as HVSFX_Release returns, even while
+ * the call it interrupts is still running (the buffers are freed when that
+ * call ends). */
 #ifndef HVTRALOFX_API_HVSFX_ENGINE_H
 #define HVTRALOFX_API_HVSFX_ENGINE_H
 
@@ -29,11 +41,12 @@ extern "C" {
 /* Largest block length HVSFX_Init accepts, in frames per channel. */
 #define HVSFX_MAX_FRAME_SIZE 65536
 
-/* (Re)creates every module and both working buffers from the record.
- * Refused with 0, before anything is touched, for a null record or a record
- * with nInChannels or nOutChannels outside 1 ... 6, nFrameSize outside
- * 1 ... HVSFX_MAX_FRAME_SIZE or nSampleRate <= 0. If a block is being
- * processed on another thread, waits until it is done. Returns 1 on success.
+/* (Re)creates every module and both working buffers from the record and
+ * points the record's pInBuf and pOutBuf at the new buffers; the new chain
+ * takes over at the start of the next HVSFX_Process call. Refused with 0,
+ * before anything is touched, for a null record or a record with
+ * nInChannels or nOutChannels outside 1 ... 6, nFrameSize outside
+ * 1 ... HVSFX_MAX_FRAME_SIZE or nSampleRate <= 0. Returns 1 on success.
  * Frames already gathered into a partial block are kept (they are dropped if
  * the new block length is not longer than them). */
 HVFX_API int HVSFX_Init(HVSFX_Param* param);
@@ -45,13 +58,14 @@ HVFX_API int HVSFX_Init(HVSFX_Param* param);
  * Returns 1 when done, including frames <= 0 (nothing happens) and the early
  * return when every effect switch that keeps the chain running is off (the
  * samples are then left untouched). Returns 0 and leaves the samples
- * untouched for a null record, an engine that is not initialised or is being
- * reconfigured, a record other than the one the engine was initialised with
+ * untouched for a null record, an engine that is not initialised or whose
+ * release is under way, a record other than the one the engine was initialised with
  * (or whose geometry changed since), and null samples with frames > 0. */
 HVFX_API int HVSFX_Process(HVSFX_Param* param, short* samples, int frames);
 
-/* Frees every module and buffer now, or at the end of the HVSFX_Process call
- * that is running. Returns 1, or 0 for a null record. */
+/* Clears the record's buffer pointers (when they are the engine's) and frees
+ * every module and buffer now, or at the end of the HVSFX_Process call that
+ * is running. Returns 1, or 0 for a null record. */
 HVFX_API int HVSFX_Release(HVSFX_Param* param);
 
 /* Latency: the delay, in frames, between a sample entering HVSFX_Process and

@@ -3,7 +3,14 @@
  *
  * A host that drives the engine directly fills a record with
  * HVSFX_GetDefaultParam, sets nSampleRate, nFrameSize and the channel counts,
- * and passes it to HVSFX_Init. The engine owns pInBuf and pOutBuf. */
+ * and passes it to HVSFX_Init. The engine owns pInBuf and pOutBuf.
+ *
+ * The record is the host's, and so is guarding it: HVSFX_Process reads it
+ * (one copy at the start of each call) while the host's control thread may
+ * call setters that write it. A host that does both on two threads must
+ * keep them from touching the record at the same time (the front interface
+ * and the instance interface, HVFX_Engine.h, do this for their own records);
+ * the engine itself never reads a record outside the call it was handed to. */
 #ifndef HVTRALOFX_API_HVSFX_PARAM_H
 #define HVTRALOFX_API_HVSFX_PARAM_H
 

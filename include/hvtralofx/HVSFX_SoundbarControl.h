@@ -2,8 +2,9 @@
  * (HVSFX_Soundbar_SetEnable, ...SetLFECopyEnable, ...SetLFESVEnable) are in
  * HVSFX_Switches.h.
  *
- * Setters store the value in the record first, then hand it to the module
- * that takes it: 1 when done, 0 for a null record, -2 when that module does
+ * Setters store the value in the record first, then publish it to the module
+ * that takes it at the start of the next HVSFX_Process call (the LFE band's
+ * coefficients are computed on the calling thread): 1 when done, 0 for a null record, -2 when that module does
  * not exist (the engine is not initialised); the stored value is then used
  * by the next HVSFX_Init. No setter checks the range of its value. Getters
  * copy the stored values: 1, or 0 for a null record or out pointer. */
@@ -18,8 +19,8 @@ extern "C" {
 
 /* Listening distance in cm: 30, 40, 50, 60 or 70 select their own filter
  * sets, any other value the 50 cm set. The change fades the soundbar input
- * out (1536 samples), rebuilds its filters on the audio thread at the silent
- * point and fades back in. */
+ * out (1536 samples), reloads its filters at the silent point (in the
+ * storage they have: nothing is allocated) and fades back in. */
 HVFX_API int HVSFX_Soundbar_SetDistance(HVSFX_Param* param, int distance);
 HVFX_API int HVSFX_Soundbar_GetDistance(HVSFX_Param* param, int* distance);
 /* Width: 0 wide, 2 narrow, any other value the default width; changes like

@@ -8,7 +8,12 @@
  * return 0.
  *
  * Threading: HVTralo_Process on the audio thread, everything else on control
- * threads, as for the engine. */
+ * threads, as for the engine (HVSFX_Engine.h): a control call publishes its
+ * change and HVTralo_Process takes it, whole, at the start of its next call.
+ * The front's record is the library's own and needs no guarding by the host:
+ * control calls serialise on it, and the audio thread works on copies the
+ * front publishes. The same front, as instances with an engine each, is in
+ * HVFX_Engine.h. */
 #ifndef HVTRALOFX_API_HVTRALO_FRONT_H
 #define HVTRALOFX_API_HVTRALO_FRONT_H
 

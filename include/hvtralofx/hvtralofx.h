@@ -13,6 +13,10 @@
  * library's own record. */
 #include "HVTralo_Front.h"
 
+/* Instance interface (HVFX_*): any number of fronts, each with an engine
+ * of its own. */
+#include "HVFX_Engine.h"
+
 /* Engine interface (HVSFX_*), over a record of the host's own. */
 #include "HVSFX_Param.h"
 #include "HVSFX_Engine.h"

@@ -6,7 +6,6 @@
 #include <cstdint>
 #include <vector>
 
-#include "api/EngineInternal.h"
 #include "api/FrontInternal.h"
 #include "hvtralofx/hvtralofx.h"
 
@@ -56,17 +55,16 @@ inline std::vector<short> SlowlyMovingSignal(int channels, long first, int frame
   return out;
 }
 
-// The library's state at load time: front record, switches and the
-// soundbar's shared fade positions. Releases the engine first.
+// The library's state at load time: the front's record and switches, the
+// process-wide engine released.
 inline void ReloadLibrary() {
-  HVTralo_Release();
-  s_HVSFX_Param = HVSFX_Param_Default;
-  s_HVTralo_MainSwitchEnable = false;
-  s_HVTralo_Configed = false;
-  s_HVTralo_InitOnce = false;
-  s_sampleCount = 0;
-  CSoundbar4Fxd::inputFadePosition = CSoundbar4Fxd::kInputFadeLength;
-  CSoundbar4Fxd::outputFadePosition = CSoundbar4Fxd::kOutputFadeLength;
+  hvfx::api::ResetGlobalFrontForTests();
+}
+
+// The front's record changed through the engine interface reaches the
+// front's audio side only when published (the front's own setters do it).
+inline void PublishIfFront(HVSFX_Param* p) {
+  if (p == &hvfx::api::GlobalFront().record) hvfx::api::PublishFrontRecord(hvfx::api::GlobalFront());
 }
 
 // Switches the effects in `effects` on and the others off on a record, and
@@ -84,6 +82,7 @@ inline void Configure(HVSFX_Param* p, unsigned effects) {
   HVSFX_EQ_SetHPFBandGain(p, -1, -4, 9000);
   HVSFX_AdaV_SetParam(p, 1, 90, 5000, 1);
   HVSFX_AdaV_SetVolUpDownRate(p, 12, 9);
+  PublishIfFront(p);
 }
 
 // A settings change mid-stream, number k of a scenario.
@@ -93,6 +92,7 @@ inline void ChangeSettings(HVSFX_Param* p, int k) {
   HVSFX_AdaV_SetParam(p, k % 2, 40 + 10 * k, 5000 + 1000 * k, k % 2);
   HVSFX_Soundbar_SetLFEGain(p, -6 + k);
   HVSFX_Surround_SetEnable(p, k % 3 == 0);
+  PublishIfFront(p);
 }
 
 }  // namespace chain
