@@ -177,6 +177,37 @@ TEST(Concurrency, InstancesSideBySideEqualTheirSingleRuns) {
   EXPECT_EQ(together[1], alone[1]);
 }
 
+// Two control threads on the front at once, setters against getters and the
+// latency query, beside the audio thread: ThreadSanitizer must see no race.
+TEST(Concurrency, ControlThreadsSerialiseOnTheFront) {
+  chain::ReloadLibrary();
+  ASSERT_EQ(HVTralo_Init(kRate, 2), 1);
+  HVTralo_SetEnable(true);
+  std::atomic<bool> done{false};
+  std::thread audio([&] {
+    std::vector<short> buffer = chain::Signal(2, 0, kCall);
+    while (!done.load()) HVTralo_Process(buffer.data(), kCall);
+  });
+  std::thread setter([] {
+    for (int k = 0; k < 2000; ++k) {
+      HVTralo_AutoLevel_SetParam(k % 2, k % 100, 5000 + k, k % 2);
+      HVTralo_EQ_SetEnable(k % 3 != 0);
+    }
+  });
+  int mode = 0, volume = 0, station = 0, base = 0, latency = 0;
+  bool on = false;
+  for (int k = 0; k < 2000; ++k) {
+    HVTralo_AutoLevel_GetParam(&mode, &volume, &station, &base);
+    HVTralo_EQ_GetEnable(&on);
+    HVTralo_GetLatency(&latency);
+  }
+  setter.join();
+  done.store(true);
+  audio.join();
+  EXPECT_GE(station, 5000);  // the first-time default or a value a setter stored
+  chain::ReloadLibrary();
+}
+
 // HVSFX_Release while HVSFX_Process runs defers the release to the end of
 // the call; the host may free its record as soon as HVSFX_Release returns,
 // and the deferred release must not touch it.
