@@ -1,8 +1,8 @@
 /* The instance interface: engines a host creates, each with a chain, a
  * record and a master switch of its own. An instance behaves exactly as the
  * front interface (HVTralo_*, HVTralo_Front.h) does over the process-wide
- * engine: every HVFX_X(engine, ...) is HVTralo_X(...) on that instance, with
- * the same values, ranges, refusals and return codes (see HVTralo_Front.h
+ * engine: HVFX_<name> with the handle first is HVTralo_<name> on that
+ * instance, with the same values, ranges, refusals and return codes (see HVTralo_Front.h
  * and the engine headers it names), the same first-time defaults at the
  * instance's first HVFX_Init, the same output bit for bit. Any number of
  * instances run side by side, each on its own audio thread.
