@@ -38,10 +38,13 @@ struct Fade {
     int w = pos;
     for (int r = 0; r < rows; ++r) {
       const size_t base = static_cast<size_t>(r) * static_cast<size_t>(n);
+      const int* f = from + base;
+      const int* t = to + base;
+      int* o = out + base;
       w = pos;
       for (int i = 0; i < n; ++i) {
         if (w != (towardTo ? kFadeFrames : 0)) w += step;
-        out[base + i] = w == kFadeFrames ? to[base + i] : (w == 0 ? from[base + i] : Blend(from[base + i], to[base + i], w));
+        o[i] = w == kFadeFrames ? t[i] : (w == 0 ? f[i] : Blend(f[i], t[i], w));
       }
     }
     if (rows > 0) pos = w;

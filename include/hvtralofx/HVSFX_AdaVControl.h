@@ -6,7 +6,15 @@
  * values on at once, after any block in flight has finished (a block that
  * would start meanwhile is skipped, as for the equalizer setters). Getters copy
  * the stored values. A null record or out pointer returns 0 and changes
- * nothing. */
+ * nothing.
+ *
+ * What a setter does to the sound. Defined mode: HVSFX_AdaV_SetParam
+ * restarts the analysis, empties the look-ahead (about 15 ms of silence at
+ * 48 kHz), returns the gain to 0 dB and the rates to 6 dB/s. Smooth mode
+ * (HVSFX_SetSmoothControl): the analysis, the look-ahead, the gain and the
+ * configured rates carry on, and the gain moves toward the new target at
+ * those rates (CAdaptiveVolume_S24::RetuneAdaVParam). The rates take effect
+ * on the next frame in both modes. */
 #ifndef HVTRALOFX_API_HVSFX_ADAVCONTROL_H
 #define HVTRALOFX_API_HVSFX_ADAVCONTROL_H
 

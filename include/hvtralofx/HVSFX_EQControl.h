@@ -14,7 +14,16 @@
  * coefficients at once and request a reset of its filter history before the
  * next block; while one runs, the engine skips blocks that would start. The
  * shelf switches and the band reset recompute without requesting a reset.
- * Gains are in dB (the equalizer limits them to 20 dB), frequencies in Hz. */
+ * Gains are in dB (the equalizer limits them to 20 dB), frequencies in Hz.
+ *
+ * What a setter does to the sound. Defined mode: the new response starts
+ * at the next call; the gain and frequency setters also clear the channel's
+ * filter history, a step in the output even for a band far from the
+ * signal. Smooth mode (HVSFX_SetSmoothControl): no history is cleared; at
+ * the next block the equalizer takes the new design while a copy of it runs
+ * the old one on the same input, and the output crossfades from the old
+ * response to the new over 512 samples (a second change waits for the end of
+ * the running transition). A band switched on starts from a clean history. */
 #ifndef HVTRALOFX_API_HVSFX_EQCONTROL_H
 #define HVTRALOFX_API_HVSFX_EQCONTROL_H
 
