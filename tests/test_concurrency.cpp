@@ -144,6 +144,7 @@ TEST(Concurrency, ProcessWideFrontReplaysBitForBit) {
   EXPECT_EQ(run.skipped, 0);
   chain::ReloadLibrary();
   HVFX_Engine* replay = HVFX_Create();
+  HVFX_SetSmoothControl(replay, false);  // as the process-wide front
   ExpectReplayMatches(run, [](HVFX_Engine* r) { Start(r); }, replay);
   HVFX_Destroy(replay);
 }

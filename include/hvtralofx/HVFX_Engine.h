@@ -25,6 +25,14 @@
  * buffer for the largest channel count the host initialises with while audio
  * may run.
  *
+ * Smooth control: on for every instance HVFX_Create makes (the one
+ * difference from the front's load-time state). Setters, switches and the
+ * master switch then never click, never silence and never move the output
+ * in time: the latency is fixed for the layout and rate, and a change
+ * crossfades over 512 samples (HVTralo_SetSmoothControl states the two
+ * modes). HVFX_SetSmoothControl(engine, false) gives the front's defined
+ * behaviour, bit for bit.
+ *
  * Handles: HVFX_Create returns a new instance (null when out of memory);
  * HVFX_Destroy frees it, with every module and buffer: call it when no other
  * thread uses the instance. Every function refuses a null handle with 0. */
@@ -52,6 +60,8 @@ HVFX_API int HVFX_Init(HVFX_Engine* engine, int sampleRate, int channels);
 HVFX_API int HVFX_Process(HVFX_Engine* engine, short* samples, int frames);
 HVFX_API int HVFX_Release(HVFX_Engine* engine);
 HVFX_API int HVFX_GetLatency(HVFX_Engine* engine, int* frames);
+HVFX_API int HVFX_SetSmoothControl(HVFX_Engine* engine, bool on);
+HVFX_API int HVFX_GetSmoothControl(HVFX_Engine* engine, bool* on);
 
 /* Limiter. */
 HVFX_API int HVFX_DRC_SetEnable(HVFX_Engine* engine, bool enable);
