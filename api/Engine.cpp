@@ -71,6 +71,7 @@ struct Stages {
   Chain& c;
   bool* eqResetPending;
   bool& soundbarResetPending;
+  SmoothState* smooth;  // null in the defined mode
   // The block length, held here: the loops below write through int
   // pointers, which the compiler must otherwise assume may change it.
   const int n = c.frames;
@@ -81,28 +82,46 @@ struct Stages {
   }
 
   // The LFE pre-mix: row 3 becomes the sum of every row halved (each halved
-  // separately, truncating), band-filtered by the LFE equalizer.
+  // separately, truncating), band-filtered by the LFE equalizer. In smooth
+  // mode the LFE copy switch crossfades row 3 between the mix and the row.
   void MixLfe() const {
     int* rows[6];
     for (int r = 0; r < 6; ++r) rows[r] = Row(c.inBuf, r, n);
+    if (smooth != nullptr) std::memcpy(smooth->lfeRow, rows[3], sizeof(int) * static_cast<size_t>(n));
     for (int i = 0; i < n; ++i) {
       int lfe = Asr32(rows[3][i], 1);
       for (int r : {0, 1, 2, 4, 5}) lfe = AddWrap32(lfe, Asr32(rows[r][i], 1));
       rows[3][i] = lfe;
     }
-    c.eqLfe->EQProcess(Row(c.outBuf, 3, n), rows[3], 1, n);
-    std::memcpy(rows[3], Row(c.outBuf, 3, n), sizeof(int) * static_cast<size_t>(n));
+    Equalize(*c.eqLfe, SmoothState::kLfeSlot, Row(c.outBuf, 3, n), rows[3]);
+    if (smooth != nullptr)
+      smooth->lfeCopy.Mix(rows[3], smooth->lfeRow, Row(c.outBuf, 3, n), 1, n, p.bLFECopyEnable != 0);
+    else
+      std::memcpy(rows[3], Row(c.outBuf, 3, n), sizeof(int) * static_cast<size_t>(n));
   }
+
+  // One equalizer, `in` to `out` (distinct rows). In smooth mode a new
+  // design starts here when the last transition is over: the equalizer
+  // keeps its history and takes the design, a copy of it as it was runs
+  // the old design on the same input, and the output crossfades from the
+  // copy's to the equalizer's.
+  void Equalize(CHVAudioEQ_Ts& eq, int slot, int* out, int* in) const;
+
+  bool SoundbarCanRun() const { return c.soundbar != nullptr && IsSixInSixOut(p) && c.soundbarReady; }
 
   // Soundbar virtualizer with the LFE pre-mix, 6 in / 6 out only, at a rate
   // the virtualizer has filters for. It works a quarter of the working scale
   // down, (v + 128) asr 2, and its outputs are scaled back by 4, the
   // full-range channels (not the LFE) shifted up by nGainShift on top.
   bool Soundbar() const {
-    if (!(c.soundbar != nullptr && p.bSoundbarEnable && IsSixInSixOut(p) && c.soundbarReady)) return false;
+    if (!(SoundbarCanRun() && p.bSoundbarEnable)) return false;
+    Virtualize();
+    return true;
+  }
+  void Virtualize() const {
     const size_t count = Count(n, 6);
     for (size_t i = 0; i < count; ++i) c.inBuf[i] = ToSoundbarDomain(c.inBuf[i]);
-    if (p.bLFECopyEnable && c.eqLfe != nullptr) MixLfe();
+    if ((smooth != nullptr || p.bLFECopyEnable) && c.eqLfe != nullptr) MixLfe();
     if (soundbarResetPending) {
       soundbarResetPending = false;
       c.soundbar->Reset();
@@ -116,7 +135,6 @@ struct Stages {
       const int extra = r == 3 ? 0 : shift;
       for (int i = 0; i < n; ++i) row[i] = ClampShl32(row[i], 2 + extra);
     }
-    return true;
   }
 
   // The LFE leveller: the LFE adaptive volume runs on row 3 before the main
@@ -139,25 +157,23 @@ struct Stages {
   bool Leveller(bool copyFirst) const {
     if (!LevellerRuns(p, c)) return false;
     if (copyFirst) CopyOutToIn();
-    const size_t count = Count(n, std::max(p.nInChannels, p.nOutChannels));
-    ToShortDomain(c.inBuf, count);
-    c.adav->Process(c.outBuf, c.inBuf, p.nInChannels, n);
-    FromShortDomain(c.outBuf, count);
+    Level();
     return true;
   }
+
+  int EqChannels() const { return p.nInChannels < c.eqCount ? p.nInChannels : c.eqCount; }
 
   // The equalizer stage: one equalizer per channel.
   bool Equalizer(bool copyFirst) const {
     if (c.eqCount == 0 || !p.bEQEnable) return false;
     if (copyFirst) CopyOutToIn();
-    const int channels = p.nInChannels < c.eqCount ? p.nInChannels : c.eqCount;
-    for (int ch = 0; ch < channels; ++ch) {
+    for (int ch = 0; ch < EqChannels(); ++ch) {
       // A setter asked for a clean history of this channel.
       if (eqResetPending[ch]) {
         eqResetPending[ch] = false;
         c.eq[ch]->Reset();
       }
-      c.eq[ch]->EQProcess(Row(c.outBuf, ch, n), Row(c.inBuf, ch, n), 1, n);
+      Equalize(*c.eq[ch], ch, Row(c.outBuf, ch, n), Row(c.inBuf, ch, n));
     }
     return true;
   }
@@ -166,19 +182,130 @@ struct Stages {
   void Limiter(bool anyStageRan) const {
     if (c.drc == nullptr || !p.bDRCEnable) return;
     if (!anyStageRan) std::memcpy(c.outBuf, c.inBuf, sizeof(int) * Count(n, p.nOutChannels));
+    Limit(c.outBuf);
+  }
+  // The limiter in place on nInChannels rows of `buffer`.
+  void Limit(int* buffer) const {
     // Row pointers in fixed storage: nothing is allocated per block.
     int* rows[HVSFX_MAX_CHANNELS] = {};
-    for (int r = 0; r < p.nInChannels; ++r) rows[r] = Row(c.outBuf, r, n);
+    for (int r = 0; r < p.nInChannels; ++r) rows[r] = Row(buffer, r, n);
     const size_t count = Count(n, p.nInChannels);
-    ToShortDomain(c.outBuf, count);
+    ToShortDomain(buffer, count);
     c.drc->Process(rows, n);
-    FromShortDomainLimited(c.outBuf, count);
+    FromShortDomainLimited(buffer, count);
   }
 
-  static bool LevellerRuns(const HVSFX_Param& p, const Chain& c) {
-    return c.adav != nullptr && p.bAdaVEnable && (p.nInChannels == 1 || p.nInChannels == 2 || p.nInChannels == 6);
+  static bool LevellerRuns(const HVSFX_Param& p, const Chain& c) { return p.bAdaVEnable && LevellerCanRun(p, c); }
+  static bool LevellerCanRun(const HVSFX_Param& p, const Chain& c) {
+    return c.adav != nullptr && (p.nInChannels == 1 || p.nInChannels == 2 || p.nInChannels == 6);
   }
+
+  // The leveller's work, inBuf to outBuf, six rows converted.
+  void Level() const {
+    const size_t count = Count(n, std::max(p.nInChannels, p.nOutChannels));
+    ToShortDomain(c.inBuf, count);
+    c.adav->Process(c.outBuf, c.inBuf, p.nInChannels, n);
+    FromShortDomain(c.outBuf, count);
+  }
+
+  // ---- Smooth mode. Every stage the layout can run runs on every block; its
+  // switch only crossfades between its output and its input held back by
+  // the stage's latency, so the latency never changes and a stage switched
+  // on continues from a warm state. The signal stays in inBuf from stage
+  // to stage; outBuf holds a stage's own output.
+  void SmoothSoundbar(bool attenuates) const;
+  void SmoothLeveller() const;
+  void SmoothEqualizer() const;
+  void SmoothLimiter() const;
+  void SmoothSurround() const;
+  // Copies `rows` rows of inBuf to the dry buffer.
+  void KeepDry(int rows) const { std::memcpy(smooth->dry, c.inBuf, sizeof(int) * Count(n, rows)); }
 };
+
+void Stages::Equalize(CHVAudioEQ_Ts& eq, int slot, int* out, int* in) const {
+  if (smooth == nullptr) return eq.EQProcess(out, in, 1, n);
+  Fade& fade = smooth->eqDesign[slot];
+  if (smooth->eqPending[slot] && fade.Settled(true)) {
+    smooth->eqPending[slot] = false;
+    CHVAudioEQ_Ts& old = smooth->eqOld[static_cast<size_t>(slot)];
+    old = eq;
+    eq.CopyDesign(smooth->eqNext[static_cast<size_t>(slot)]);
+    // A section that was off has history from long ago: it starts clean.
+    for (int b = 0; b < CHVAudioEQ_Ts::kBandCount; ++b)
+      if (eq.band[b].bEnable && !old.band[b].bEnable) eq.band[b].y0n1 = eq.band[b].y0n2 = 0;
+    if (eq.bLFEnable && !old.bLFEnable) eq.lfY0 = 0;
+    if (eq.bHFEnable && !old.bHFEnable) eq.hfY0 = 0;
+    fade.pos = 0;
+  }
+  if (fade.Settled(true)) return eq.EQProcess(out, in, 1, n);
+  smooth->eqOld[static_cast<size_t>(slot)].EQProcess(smooth->eqOutgoing, in, 1, n);
+  eq.EQProcess(out, in, 1, n);
+  fade.Mix(out, smooth->eqOutgoing, out, 1, n, true);
+}
+
+// The soundbar's switch crossfades between its output and its input held
+// back by its delay; the rows it passes through (centre, LFE) are held back
+// to meet the others. Under a front, the input side carries the front's
+// attenuation, which the defined mode applies before the engine whenever
+// the soundbar is off.
+void Stages::SmoothSoundbar(bool attenuates) const {
+  const bool virtualizes = SoundbarCanRun();
+  if (!virtualizes && !attenuates) return;
+  const int rows = p.nInChannels;
+  KeepDry(rows);
+  if (attenuates) {
+    const size_t count = Count(n, rows);
+    for (size_t i = 0; i < count; ++i)
+      smooth->dry[i] = ShlWrap32(MulRoundQ15To16(static_cast<int16_t>(Asr32(smooth->dry[i], 8)), kFrontGainQ15), 8);
+  }
+  if (virtualizes) {
+    Virtualize();
+    smooth->soundbarCentre.Run(c.outBuf, 2, 2, n);
+    smooth->soundbarDry.Run(smooth->dry, 0, rows, n);
+  } else {
+    std::memcpy(c.outBuf, c.inBuf, sizeof(int) * Count(n, rows));
+  }
+  smooth->soundbar.Mix(c.inBuf, smooth->dry, c.outBuf, rows, n, p.bSoundbarEnable != 0);
+}
+
+// Both levellers run; the LFE leveller's switch crossfades row 3 between its
+// output and what the main leveller's switch made of the row.
+void Stages::SmoothLeveller() const {
+  if (!LevellerCanRun(p, c)) return;
+  const int rows = p.nInChannels;
+  KeepDry(rows);
+  const bool lfe = c.adavLfe != nullptr && IsSixInSixOut(p);
+  if (lfe) LfeLeveller(false);
+  Level();
+  smooth->levellerDry.Run(smooth->dry, 0, rows, n);
+  smooth->leveller.Mix(c.inBuf, smooth->dry, c.outBuf, rows, n, p.bAdaVEnable != 0);
+  if (lfe) smooth->lfeLeveller.Mix(Row(c.inBuf, 3, n), Row(c.inBuf, 3, n), c.lfeOut, 1, n, p.bLFESVEnable != 0);
+}
+
+void Stages::SmoothEqualizer() const {
+  if (c.eqCount == 0) return;
+  for (int ch = 0; ch < EqChannels(); ++ch) Equalize(*c.eq[ch], ch, Row(c.outBuf, ch, n), Row(c.inBuf, ch, n));
+  smooth->eq.Mix(c.inBuf, c.inBuf, c.outBuf, EqChannels(), n, p.bEQEnable != 0);
+}
+
+// The limiter runs whenever its switch is on, alone or not.
+void Stages::SmoothLimiter() const {
+  if (c.drc == nullptr) return;
+  const int rows = p.nInChannels;
+  KeepDry(rows);
+  Limit(c.inBuf);
+  smooth->limiterDry.Run(smooth->dry, 0, rows, n);
+  smooth->limiter.Mix(c.inBuf, smooth->dry, c.inBuf, rows, n, p.bDRCEnable != 0);
+}
+
+// The surround switch: rows 0 and 1 shifted left by nGainShift.
+void Stages::SmoothSurround() const {
+  const int rows = p.nInChannels < 2 ? p.nInChannels : 2;
+  const int shift = p.nGainShift > 0 ? p.nGainShift : 0;
+  const size_t count = Count(n, rows);
+  for (size_t i = 0; i < count; ++i) c.outBuf[i] = ClampShl32(c.inBuf[i], shift);
+  smooth->surround.Mix(c.inBuf, c.inBuf, c.outBuf, rows, n, p.bSurroundEnable != 0);
+}
 
 // ---- Interleaved <-> planar ------------------------------------------------------
 
@@ -209,6 +336,16 @@ void GatherAndEmit(const Chain& c, short* samples, int pos, int k) {
     case 6: return GatherAndEmitFixed<6>(c, samples, pos, k, 6);
     default: return GatherAndEmitFixed<0>(c, samples, pos, k, c.inChannels);
   }
+}
+
+// The latency in smooth mode: every stage the layout can run, whatever the
+// switches.
+int SmoothLatency(const HVSFX_Param& p, const Chain& c) {
+  int total = c.frames;
+  if (c.soundbar != nullptr && IsSixInSixOut(p) && c.soundbarReady) total += c.soundbarDelay;
+  if (Stages::LevellerCanRun(p, c)) total += c.levellerDelay;
+  if (c.drc != nullptr) total += c.frames;
+  return total;
 }
 
 bool Matches(const Chain& c, std::uintptr_t recordId, const HVSFX_Param& p) {
@@ -255,10 +392,34 @@ Chain::Chain(const HVSFX_Param& p, std::uintptr_t id)
   outBuf = Zeroed(Count(p.nFrameSize, kWorkingRows));
   soundbarReady = soundbar->FiltersReady();
   soundbarDelay = soundbar->MainChannelDelay();
+  soundbarCentreLag = soundbarDelay - soundbar->PassThroughDelay();
   levellerDelay = adav->GetLookAhead() * adav->GetFrameLength();
+  smooth = new SmoothState(*this);
+}
+
+SmoothState::SmoothState(const Chain& c)
+    : dry(Zeroed(Count(c.frames, kWorkingRows))), lfeRow(Zeroed(static_cast<size_t>(c.frames))),
+      eqOutgoing(Zeroed(static_cast<size_t>(c.frames))), soundbarDry(kWorkingRows, c.soundbarDelay),
+      soundbarCentre(kWorkingRows, c.soundbarCentreLag), levellerDry(kWorkingRows, c.levellerDelay),
+      limiterDry(kWorkingRows, c.frames) {
+  eqOld.reserve(kLfeSlot + 1);
+  eqNext.reserve(kLfeSlot + 1);
+  for (int slot = 0; slot <= kLfeSlot; ++slot) {
+    const CHVAudioEQ_Ts& model = slot < c.eqCount ? *c.eq[slot] : *c.eqLfe;
+    eqOld.push_back(model);
+    eqNext.push_back(model);
+    eqDesign[slot].pos = kFadeFrames;
+  }
+}
+
+SmoothState::~SmoothState() {
+  std::free(dry);
+  std::free(lfeRow);
+  std::free(eqOutgoing);
 }
 
 Chain::~Chain() {
+  delete smooth;
   delete drc;
   delete adav;
   delete eqLfe;
@@ -380,6 +541,10 @@ void Engine::Release(HVSFX_Param* record) {
 int Engine::Latency(const HVSFX_Param& p, std::uintptr_t recordId, int* frames) const {
   if (built_ == nullptr || !Matches(*built_, recordId, p)) return 0;
   const Chain& c = *built_;
+  if (smoothControl_) {
+    *frames = SmoothLatency(p, c);
+    return 1;
+  }
   if (!AnyChainSwitchOn(p)) {
     *frames = 0;  // samples pass through untouched
     return 1;
@@ -419,6 +584,11 @@ void Engine::Publish(Change::Kind kind, int channel, int a0, int a1, int a2, int
   Enqueue(std::move(change));
 }
 
+void Engine::SetSmoothControl(bool on) {
+  smoothControl_ = on;
+  Publish(Change::Kind::kSmooth, 0, on ? 1 : 0);
+}
+
 void Engine::PublishRecord(const HVSFX_Param& record, bool configured) {
   auto change = std::make_unique<Change>();
   change->kind = Change::Kind::kRecord;
@@ -447,21 +617,41 @@ void Engine::Apply(Change& change) {
     case Change::Kind::kEqDesign:
       if (c == nullptr) break;
       if (change.channel == -1) {
-        c->eqLfe->CopyDesign(*change.design);
+        ApplyDesign(SmoothState::kLfeSlot, *c->eqLfe, *change.design);
       } else if (change.channel < c->eqCount) {
-        c->eq[change.channel]->CopyDesign(*change.design);
+        ApplyDesign(change.channel, *c->eq[change.channel], *change.design);
       }
       break;
     case Change::Kind::kEqReset:
-      eqResetPending_[change.channel] = true;
+      // Smooth mode keeps every history.
+      if (!smooth_) eqResetPending_[change.channel] = true;
       break;
     case Change::Kind::kSoundbarReset:
-      soundbarResetPending_ = true;
+      if (!smooth_) soundbarResetPending_ = true;
       break;
-    case Change::Kind::kLevellerParam:
+    case Change::Kind::kLevellerParam: {
       if (c == nullptr) break;
-      (change.lfe ? c->adavLfe : c->adav)
-          ->SetAdaVParam(change.args[0], change.args[1], change.args[2], change.args[3]);
+      CAdaptiveVolume_S24* leveller = change.lfe ? c->adavLfe : c->adav;
+      if (smooth_)
+        leveller->RetuneAdaVParam(change.args[0], change.args[1], change.args[2], change.args[3]);
+      else
+        leveller->SetAdaVParam(change.args[0], change.args[1], change.args[2], change.args[3]);
+      break;
+    }
+    case Change::Kind::kSmooth:
+      smooth_ = change.args[0] != 0;
+      if (c != nullptr) {
+        // Leaving smooth mode: designs still waiting take effect at once.
+        // Entering it: the switch fades start where the switches stand.
+        SmoothState& sm = *c->smooth;
+        for (int slot = 0; slot <= SmoothState::kLfeSlot; ++slot) {
+          CHVAudioEQ_Ts* eq = slot == SmoothState::kLfeSlot ? c->eqLfe : (slot < c->eqCount ? c->eq[slot] : nullptr);
+          if (sm.eqPending[slot] && eq != nullptr) eq->CopyDesign(sm.eqNext[static_cast<size_t>(slot)]);
+          sm.eqPending[slot] = false;
+          sm.eqDesign[slot].pos = kFadeFrames;
+        }
+        sm.primed = false;
+      }
       break;
     case Change::Kind::kLevellerRates:
       if (c == nullptr) break;
@@ -478,6 +668,13 @@ void Engine::Apply(Change& change) {
       frontConfigured_ = change.configured;
       break;
   }
+}
+
+// In smooth mode a design waits for the block that starts its transition.
+void Engine::ApplyDesign(int slot, CHVAudioEQ_Ts& live, const CHVAudioEQ_Ts& design) {
+  if (!smooth_) return live.CopyDesign(design);
+  live_->smooth->eqNext[static_cast<size_t>(slot)].CopyDesign(design);
+  live_->smooth->eqPending[slot] = true;
 }
 
 void Engine::TakeAll() {
@@ -521,9 +718,10 @@ void Engine::EndCall() {
   consuming_.store(false);
 }
 
-int Engine::ProcessFrames(const HVSFX_Param& p, std::uintptr_t recordId, short* samples, int frames) {
+int Engine::ProcessFrames(const HVSFX_Param& p, std::uintptr_t recordId, short* samples, int frames,
+                          FrontView front) {
   if (live_ == nullptr) return 0;
-  if (!AnyChainSwitchOn(p)) return 1;
+  if (!smooth_ && !AnyChainSwitchOn(p)) return 1;
   if (samples == nullptr && frames > 0) return 0;
   Chain& c = *live_;
   if (!Matches(c, recordId, p)) return 0;
@@ -543,9 +741,13 @@ int Engine::ProcessFrames(const HVSFX_Param& p, std::uintptr_t recordId, short* 
     sampleCount_ += k;
     if (sampleCount_ == n) {
       sampleCount_ = 0;
-      RunChain(p);
+      if (smooth_)
+        RunSmoothChain(p, front);
+      else
+        RunChain(p);
     }
   }
+  if (smooth_) return 1;
   // The surround switch's whole effect: rows 0 and 1 of the output buffer,
   // from the current position on, shifted left. Positions past the six rows
   // of the buffer are left alone.
@@ -566,7 +768,7 @@ int Engine::ProcessFrames(const HVSFX_Param& p, std::uintptr_t recordId, short* 
 // LFE pre-mix, LFE leveller, main leveller, LFE write-back, equalizer,
 // limiter.
 int Engine::RunChain(const HVSFX_Param& p) {
-  const Stages s{p, *live_, eqResetPending_, soundbarResetPending_, live_->frames};
+  const Stages s{p, *live_, eqResetPending_, soundbarResetPending_, nullptr, live_->frames};
   const bool soundbarRan = s.Soundbar();
   const bool lfeLeveller = s.LfeLevellerApplies();
   if (lfeLeveller) s.LfeLeveller(soundbarRan);
@@ -576,6 +778,36 @@ int Engine::RunChain(const HVSFX_Param& p) {
   const bool eqRan = s.Equalizer(adaVRan || soundbarRan);
   s.Limiter(soundbarRan || adaVRan || eqRan);
   return 1;
+}
+
+// The smooth chain on one full block: every stage the layout can run, in
+// the defined order, each crossfading by its switch (all off while a front's
+// master switch is off); the result is copied to the output buffer.
+void Engine::RunSmoothChain(const HVSFX_Param& record, FrontView front) {
+  Chain& c = *live_;
+  HVSFX_Param view = record;
+  if (!front.master) {
+    view.bSoundbarEnable = view.bLFECopyEnable = view.bLFESVEnable = view.bAdaVEnable = 0;
+    view.bEQEnable = view.bDRCEnable = view.bSurroundEnable = 0;
+  }
+  SmoothState& sm = *c.smooth;
+  if (!sm.primed) {
+    sm.primed = true;
+    sm.soundbar.pos = view.bSoundbarEnable ? kFadeFrames : 0;
+    sm.lfeCopy.pos = view.bLFECopyEnable ? kFadeFrames : 0;
+    sm.lfeLeveller.pos = view.bLFESVEnable ? kFadeFrames : 0;
+    sm.leveller.pos = view.bAdaVEnable ? kFadeFrames : 0;
+    sm.eq.pos = view.bEQEnable ? kFadeFrames : 0;
+    sm.limiter.pos = view.bDRCEnable ? kFadeFrames : 0;
+    sm.surround.pos = view.bSurroundEnable ? kFadeFrames : 0;
+  }
+  const Stages s{view, c, eqResetPending_, soundbarResetPending_, &sm, c.frames};
+  s.SmoothSoundbar(front.attenuates);
+  s.SmoothLeveller();
+  s.SmoothEqualizer();
+  s.SmoothLimiter();
+  s.SmoothSurround();
+  std::memcpy(c.outBuf, c.inBuf, sizeof(int) * Count(c.frames, c.inChannels));
 }
 
 }  // namespace hvfx::api

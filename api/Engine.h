@@ -23,9 +23,11 @@
 #include <cstdint>
 #include <memory>
 #include <mutex>
+#include <vector>
 
 #include "hvtralofx/CHVAudioEQ_Ts.h"
 #include "hvtralofx/HVSFX_Param.h"
+#include "SmoothMix.h"
 
 class CDynamicRangeControl;
 class CAdaptiveVolume_S24;
@@ -40,6 +42,45 @@ constexpr int FramesToGather(int gathered, int remaining, int blockFrames) {
   const int room = blockFrames - gathered;
   return remaining < room ? remaining : room;
 }
+
+// The front's fixed attenuation of every sample that does not go to the
+// soundbar: 19661 / 32768, about 0.6 (-4.4 dB), rounded.
+constexpr int16_t kFrontGainQ15 = 19661;
+
+struct Chain;
+
+// A front in smooth mode hands its master switch to the engine, which then
+// applies the front's attenuation itself: FrontView{master, true}.
+struct FrontView {
+  bool master = true;
+  bool attenuates = false;
+};
+
+// What smooth mode adds to a chain, allocated with it: the delays that hold
+// a stage's input back by the stage's latency, the crossfade of every stage
+// switch, and per equalizer (channels 0 ... 5, the LFE band at kLfeSlot) the
+// outgoing design and the design waiting for its turn.
+struct SmoothState {
+  static constexpr int kLfeSlot = HVSFX_MAX_CHANNELS;
+  explicit SmoothState(const Chain& c);
+  ~SmoothState();
+  SmoothState(const SmoothState&) = delete;
+  SmoothState& operator=(const SmoothState&) = delete;
+
+  bool primed = false;  // the switch fades stand where the switches are
+  int* dry = nullptr;   // six rows: a stage's input
+  int* lfeRow = nullptr;       // one row: the LFE row before the pre-mix
+  int* eqOutgoing = nullptr;   // one row: the outgoing design's output
+  RowDelay soundbarDry;      // the soundbar's delay on its main channels
+  RowDelay soundbarCentre;   // rows 2 and 3 of its output, to join them
+  RowDelay levellerDry;      // the leveller's look-ahead
+  RowDelay limiterDry;       // the limiter's block of look-ahead
+  Fade soundbar, lfeCopy, lfeLeveller, leveller, eq, limiter, surround;
+  std::vector<CHVAudioEQ_Ts> eqOld;   // kLfeSlot + 1 entries
+  std::vector<CHVAudioEQ_Ts> eqNext;
+  bool eqPending[kLfeSlot + 1] = {};
+  Fade eqDesign[kLfeSlot + 1];
+};
 
 // One built chain: every module instance and buffer for one layout, created
 // together from a record by HVSFX_Init and freed together.
@@ -73,7 +114,9 @@ struct Chain {
   // the leveller's look-ahead in frames.
   bool soundbarReady = false;
   int soundbarDelay = 0;
+  int soundbarCentreLag = 0;  // how much earlier the pass-through rows come
   int levellerDelay = 0;
+  SmoothState* smooth = nullptr;
 };
 
 // One published change. The control side fills it and owns what it points
@@ -91,6 +134,7 @@ struct Change {
     kSoundbarDistance,  // args[0]
     kSoundbarAngle,     // args[0]
     kRecord,            // the front's record and configured flag
+    kSmooth,            // args[0]: smooth control on (1) or off (0)
   };
   ~Change();
 
@@ -158,6 +202,10 @@ class Engine {
                bool lfe = false);
   // The front's record as the audio side shall use it from the next call.
   void PublishRecord(const HVSFX_Param& record, bool configured);
+  // Smooth control (see HVFX_Engine.h): published like any change; the
+  // getter reports the last setting made.
+  void SetSmoothControl(bool on);
+  bool SmoothControl() const { return smoothControl_; }
 
   // ---- Audio thread -------------------------------------------------------
   // Starts a call: takes every published change. False when a release is
@@ -169,7 +217,10 @@ class Engine {
   // record's settings; 1, or 0 when the record does not match the chain
   // (not initialised, another record, changed geometry). Between BeginCall
   // and EndCall only.
-  int ProcessFrames(const HVSFX_Param& record, std::uintptr_t recordId, short* samples, int frames);
+  int ProcessFrames(const HVSFX_Param& record, std::uintptr_t recordId, short* samples, int frames,
+                    FrontView front = FrontView{});
+  // Smooth mode as the running call has it.
+  bool Smooth() const { return smooth_; }
   // The front's record as last published (between BeginCall and EndCall).
   const HVSFX_Param& FrontRecord() const { return frontRecord_; }
   bool FrontConfigured() const { return frontConfigured_; }
@@ -213,6 +264,8 @@ class Engine {
   // Carries out a pending release if the caller holds the consumer role.
   void SettleRelease();
   int RunChain(const HVSFX_Param& p);
+  void RunSmoothChain(const HVSFX_Param& p, FrontView front);
+  void ApplyDesign(int slot, CHVAudioEQ_Ts& live, const CHVAudioEQ_Ts& design);
 
   // Control side.
   std::mutex control_;
@@ -224,6 +277,7 @@ class Engine {
   Change* batchFirst_ = nullptr;  // changes of the running control call, not yet published
   Change* batchLast_ = nullptr;
   uint64_t commits_ = 0;
+  bool smoothControl_ = false;
 
   // Shared.
   std::atomic<Change*> taken_{nullptr};  // last change the audio side applied
@@ -237,6 +291,7 @@ class Engine {
   bool soundbarResetPending_ = false;
   HVSFX_Param frontRecord_;
   bool frontConfigured_ = false;
+  bool smooth_ = false;
   uint64_t calls_ = 0;
   TakenAt* takenLog_ = nullptr;
   size_t takenCapacity_ = 0;

@@ -51,3 +51,19 @@ extern "C" int HVSFX_Release(HVSFX_Param* param) {
 extern "C" int HVSFX_GetLatency(const HVSFX_Param* param, int* frames) {
   return hvfx::api::WithGlobalEngine([&](Engine& e) { return hvfx::api::EngineGetLatency(e, param, frames); });
 }
+
+extern "C" int HVSFX_SetSmoothControl(HVSFX_Param* param, bool on) {
+  if (param == nullptr) return 0;
+  return hvfx::api::WithGlobalEngine([&](Engine& e) {
+    e.SetSmoothControl(on);
+    return 1;
+  });
+}
+
+extern "C" int HVSFX_GetSmoothControl(const HVSFX_Param* param, bool* on) {
+  if (param == nullptr || on == nullptr) return 0;
+  return hvfx::api::WithGlobalEngine([&](Engine& e) {
+    *on = e.SmoothControl();
+    return 1;
+  });
+}

@@ -36,6 +36,7 @@ void ResetGlobalFrontForTests() {
     f.configured = false;
     f.initOnce = false;
     f.masterSwitch.store(false);
+    f.engine.SetSmoothControl(false);
     f.engine.PublishRecord(f.record, false);
   }
   f.engine.TakeChanges();
@@ -43,10 +44,6 @@ void ResetGlobalFrontForTests() {
 }
 
 namespace {
-
-// The fixed attenuation of every sample that does not go to the soundbar:
-// 19661 / 32768, about 0.6 (-4.4 dB), rounded.
-constexpr int16_t kFrontGainQ15 = 19661;
 
 // First-time shelf settings of every channel.
 constexpr int kFirstLowShelfHz = 1000;
@@ -142,7 +139,26 @@ const char* HVTralo_GetVersion(void) { return HVTRALOFX_VERSION_STRING; }
 
 // ---- Instance interface -------------------------------------------------------
 
-HVFX_Engine* HVFX_Create(void) { return new (std::nothrow) HVFX_Engine(); }
+HVFX_Engine* HVFX_Create(void) {
+  HVFX_Engine* engine = new (std::nothrow) HVFX_Engine();
+  if (engine != nullptr) HVFX_SetSmoothControl(engine, true);
+  return engine;
+}
+
+int HVFX_SetSmoothControl(HVFX_Engine* engine, bool on) {
+  return Modify(engine, [&](Front& f) {
+    f.engine.SetSmoothControl(on);
+    return 1;
+  });
+}
+
+int HVFX_GetSmoothControl(HVFX_Engine* engine, bool* on) {
+  return Read(engine, [&](Front& f) {
+    if (on == nullptr) return 0;
+    *on = f.engine.SmoothControl();
+    return 1;
+  });
+}
 
 void HVFX_Destroy(HVFX_Engine* engine) {
   if (engine == nullptr || engine->ownFront == nullptr) return;  // the process-wide front is not destroyed
@@ -194,7 +210,13 @@ int HVFX_Process(HVFX_Engine* engine, short* samples, int frames) {
   const HVSFX_Param& p = e.FrontRecord();
   const int channels = p.nOutChannels;
   int result = 0;
-  if (samples != nullptr && channels >= 1 && channels <= HVSFX_MAX_CHANNELS) {
+  if (e.Smooth() && e.FrontConfigured() && samples != nullptr) {
+    // Smooth mode: the chain runs whatever the switches, the master switch
+    // and the attenuation included, so that none of them moves the output
+    // in time or steps its level.
+    result = e.ProcessFrames(p, hvfx::api::RecordId(&f.record), samples, frames,
+                             hvfx::api::FrontView{on, true});
+  } else if (samples != nullptr && channels >= 1 && channels <= HVSFX_MAX_CHANNELS) {
     // The soundbar takes the signal at full level; everything else,
     // including the dry output of the switched-off effect, is attenuated.
     if (!on || p.bSoundbarEnable == 0)
@@ -218,7 +240,7 @@ int HVFX_Release(HVFX_Engine* engine) {
 int HVFX_GetLatency(HVFX_Engine* engine, int* frames) {
   return Read(engine, [&](Front& f) {
     if (frames == nullptr || !f.configured) return 0;
-    if (!f.masterSwitch.load()) {
+    if (!f.masterSwitch.load() && !f.engine.SmoothControl()) {
       *frames = 0;  // the effect is bypassed: only the attenuation applies
       return 1;
     }
@@ -368,6 +390,8 @@ int HVTralo_Init(int sampleRate, int channels) { return HVFX_Init(GlobalFrontHan
 int HVTralo_Process(short* samples, int frames) { return HVFX_Process(GlobalFrontHandle(), samples, frames); }
 int HVTralo_Release(void) { return HVFX_Release(GlobalFrontHandle()); }
 int HVTralo_GetLatency(int* frames) { return HVFX_GetLatency(GlobalFrontHandle(), frames); }
+int HVTralo_SetSmoothControl(bool on) { return HVFX_SetSmoothControl(GlobalFrontHandle(), on); }
+int HVTralo_GetSmoothControl(bool* on) { return HVFX_GetSmoothControl(GlobalFrontHandle(), on); }
 int HVTralo_DRC_SetEnable(bool enable) { return HVFX_DRC_SetEnable(GlobalFrontHandle(), enable); }
 int HVTralo_DRC_GetEnable(bool* enable) { return HVFX_DRC_GetEnable(GlobalFrontHandle(), enable); }
 int HVTralo_AutoLevel_SetEnable(bool enable) { return HVFX_AutoLevel_SetEnable(GlobalFrontHandle(), enable); }

@@ -169,6 +169,12 @@ LevellerCore::LevellerCore(int sampleRate, int referenceLevel, int mode, int rel
 void LevellerCore::SetAdaVParam(int mode, int relativeVolume, int stationMs, int baseFlag) {
   baseFlag_ = baseFlag;
   Reset();
+  RetuneAdaVParam(mode, relativeVolume, stationMs, baseFlag);
+}
+
+void LevellerCore::RetuneAdaVParam(int mode, int relativeVolume, int stationMs, int baseFlag) {
+  baseFlag_ = baseFlag;
+  baseVolumeDb_ = baseFlag_ > 0 ? kBaseVolumeHighDb : kBaseVolumeLowDb;
   mode_ = mode;
   SetRelativeVolumn(relativeVolume);
   SetStationSigMs(stationMs);
@@ -813,6 +819,9 @@ CAdaptiveVolume_S24::~CAdaptiveVolume_S24() = default;
 
 void CAdaptiveVolume_S24::SetAdaVParam(int mode, int relativeVolume, int stationMs, int baseFlag) {
   core_->SetAdaVParam(mode, relativeVolume, stationMs, baseFlag);
+}
+void CAdaptiveVolume_S24::RetuneAdaVParam(int mode, int relativeVolume, int stationMs, int baseFlag) {
+  core_->RetuneAdaVParam(mode, relativeVolume, stationMs, baseFlag);
 }
 void CAdaptiveVolume_S24::SetRelativeVolumn(int percent) { core_->SetRelativeVolumn(percent); }
 void CAdaptiveVolume_S24::SetStationSigMs(int ms) { core_->SetStationSigMs(ms); }

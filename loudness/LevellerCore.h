@@ -95,6 +95,7 @@ class LevellerCore {
   // The exported class's interface, as documented there.
   LevellerCore(int sampleRate, int referenceLevel, int mode, int relativeVolume, int stationMs, int baseFlag);
   void SetAdaVParam(int mode, int relativeVolume, int stationMs, int baseFlag);
+  void RetuneAdaVParam(int mode, int relativeVolume, int stationMs, int baseFlag);
   void SetRelativeVolumn(int percent);
   void SetStationSigMs(int ms);
   void SetVolUpDownRate(int up, int down);

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Lists the defined external symbols of the static library that a host could
 # collide with, and fails if there is one. Allowed are:
-#   * names of the flat interfaces: the C names HVSFX_* and HVTralo_*
+#   * names of the flat interfaces: the C names HVSFX_*, HVTralo_* and HVFX_*
 #     (HVSFX_Param_Default among them) and C++ names whose outermost name is
 #     one (the typeinfo of HVSFX_Param);
 #   * C++ names whose outermost name is hvfx (the library's own namespace),
@@ -53,7 +53,7 @@ nm_tool=${2:-nm}
     type = $(NF - 1)
     symbol = $NF
     name = outermost(symbol)
-    ok = symbol ~ /^(HVSFX_|HVTralo_|__|DW\.ref\.__)/ || name ~ /^(HVSFX_|HVTralo_)/ || name == "hvfx" ||
+    ok = symbol ~ /^(HVSFX_|HVTralo_|HVFX_|__|DW\.ref\.__)/ || name ~ /^(HVSFX_|HVTralo_|HVFX_)/ || name == "hvfx" ||
          (name in exported) || (name == "std" && type ~ /^[VWu]$/) ||
          (name ~ /^(builtin|function)$/ && symbol ~ /^_ZT[IS]/)
     if (ok && type ~ /^[TtWwi]$/ && match(member, /\.(sse41|avx2)\.cpp\.o$/)) {

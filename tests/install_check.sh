@@ -73,7 +73,7 @@ pc_version=$(PKG_CONFIG_PATH=$libdir/pkgconfig pkg-config --modversion hvtralofx
 exported=$(nm -D --defined-only "$so" "$libdir/libhvtralofx_preset.so" | awk '{print $3}')
 # Every function the installed interface headers declare, and the default
 # record.
-interface=$(grep -ohE '\b(HVTralo|HVSFX)_[A-Za-z_]+\(' "$prefix"/include/hvtralofx/HV*.h "$prefix"/include/hvtralofx/Version.h | tr -d '(' | sort -u)
+interface=$(grep -ohE '\b(HVTralo|HVSFX|HVFX)_[A-Za-z_]+\(' "$prefix"/include/hvtralofx/HV*.h "$prefix"/include/hvtralofx/Version.h | tr -d '(' | sort -u)
 [ "$(wc -l <<< "$interface")" -ge 60 ] || { echo "interface list too short"; exit 1; }
 # Nothing declared that a host could not link: every class is exported whole,
 # every function at namespace scope carries HVFX_API.

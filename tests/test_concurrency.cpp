@@ -144,6 +144,7 @@ TEST(Concurrency, ProcessWideFrontReplaysBitForBit) {
   EXPECT_EQ(run.skipped, 0);
   chain::ReloadLibrary();
   HVFX_Engine* replay = HVFX_Create();
+  HVFX_SetSmoothControl(replay, false);  // as the process-wide front
   ExpectReplayMatches(run, [](HVFX_Engine* r) { Start(r); }, replay);
   HVFX_Destroy(replay);
 }
@@ -175,6 +176,36 @@ TEST(Concurrency, InstancesSideBySideEqualTheirSingleRuns) {
   b.join();
   EXPECT_EQ(together[0], alone[0]);
   EXPECT_EQ(together[1], alone[1]);
+}
+
+// Two control threads on the front at once, setters against getters and the
+// latency query, beside the audio thread: ThreadSanitizer must see no race.
+TEST(Concurrency, ControlThreadsSerialiseOnTheFront) {
+  chain::ReloadLibrary();
+  ASSERT_EQ(HVTralo_Init(kRate, 2), 1);
+  HVTralo_SetEnable(true);
+  std::atomic<bool> done{false};
+  std::thread audio([&] {
+    std::vector<short> buffer = chain::Signal(2, 0, kCall);
+    while (!done.load()) HVTralo_Process(buffer.data(), kCall);
+  });
+  std::thread setter([] {
+    for (int k = 0; k < 2000; ++k) {
+      HVTralo_AutoLevel_SetParam(k % 2, k % 100, 5000 + k, k % 2);
+      HVTralo_EQ_SetEnable(k % 3 != 0);
+    }
+  });
+  int mode = 0, volume = 0, station = 0, base = 0, latency = 0;
+  bool on = false;
+  for (int k = 0; k < 2000; ++k) {
+    HVTralo_AutoLevel_GetParam(&mode, &volume, &station, &base);
+    HVTralo_EQ_GetEnable(&on);
+    HVTralo_GetLatency(&latency);
+  }
+  setter.join();
+  done.store(true);
+  audio.join();
+  chain::ReloadLibrary();
 }
 
 // HVSFX_Release while HVSFX_Process runs defers the release to the end of

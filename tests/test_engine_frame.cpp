@@ -1,7 +1,7 @@
 // The engine frame: record defaults, refusals at the engine's edge (records
 // other than the current call's, huge frame counts), the partial block over
-// a re-initialisation, and the release deferred to the end of a running
-// HVSFX_Process (with two threads in test_concurrency). The gathering into planar blocks, the one-block lag of the
+// a re-initialisation (the release deferred to the end of a running
+// HVSFX_Process is test_concurrency's). The gathering into planar blocks, the one-block lag of the
 // emitted output with its rounding and saturation, and the surround shift
 // are carried by the golden vectors (test_golden: calls of 600 to 1448
 // frames over blocks of 37, 509 and 512).
@@ -9,10 +9,8 @@
 
 #include <algorithm>
 #include <climits>
-#include <atomic>
 #include <iterator>
 #include <cstring>
-#include <thread>
 #include <vector>
 
 #include "hvtralofx/HVSFX_Engine.h"
@@ -157,24 +155,6 @@ TEST_F(EngineFrame, ReinitialisingToAShorterBlockDropsThePartialBlock) {
   Init(1024, 2);
   ASSERT_EQ(HVSFX_Process(&param, samples.data(), 10), 1);
   EXPECT_EQ(Gathered(), 20);  // a longer block keeps what was gathered
-}
-
-TEST_F(EngineFrame, ReleaseDuringACallWaitsForItsEndAndNeverTouchesTheRecordAgain) {
-  Init(64, 2);
-  param.bSurroundEnable = true;
-  // The audio side is inside a call: the release clears the record's buffer
-  // pointers at once and frees the chain when the call ends.
-  ASSERT_TRUE(GlobalEngine().BeginCall());
-  EXPECT_EQ(HVSFX_Release(&param), 1);
-  EXPECT_EQ(param.pInBuf, nullptr);
-  EXPECT_EQ(param.pOutBuf, nullptr);
-  EXPECT_NE(GlobalEngine().LiveChain(), nullptr);
-  GlobalEngine().EndCall();
-  EXPECT_EQ(GlobalEngine().LiveChain(), nullptr);
-  std::vector<short> samples(128, 5);
-  const auto original = samples;
-  EXPECT_EQ(HVSFX_Process(&param, samples.data(), 64), 0);
-  EXPECT_EQ(samples, original);
 }
 
 TEST_F(EngineFrame, TouchesOnlyTheRecordOfTheCurrentCall) {

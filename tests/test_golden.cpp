@@ -30,6 +30,7 @@
 #include <string>
 
 #include "hvtralofx/FixedFFT.h"
+#include "hvtralofx/HVFX_Engine.h"
 #include "soundbar/SoundbarCoefficientSet.h"
 #include "support/ChainScenario.h"
 
@@ -337,6 +338,44 @@ std::string FftProgramme() {
   return line;
 }
 
+// Smooth control on an instance: eighteen groups of four 512-frame calls,
+// a setter or switch before each group (calls of 300 frames for the last
+// six, so that changes land inside blocks).
+std::string SmoothProgramme(int channels) {
+  static const std::function<void(HVFX_Engine*, int)> kControls[] = {
+      [](HVFX_Engine* e, int k) { HVFX_EQ_SetBandGain(e, -1, k % 8, k - 9, 0, 1.5f); },
+      [](HVFX_Engine* e, int k) { HVFX_EQ_SetLPFBandGain(e, -1, 6 - k, 300 + 40 * k); },
+      [](HVFX_Engine* e, int k) { HVFX_EQ_SetEnable(e, k % 4 != 2); },
+      [](HVFX_Engine* e, int k) { HVFX_AutoLevel_SetParam(e, k % 2, 5 * k, 5000 + 300 * k, k % 3 == 0); },
+      [](HVFX_Engine* e, int k) { HVFX_AutoLevel_SetEnable(e, k % 8 != 4); },
+      [](HVFX_Engine* e, int k) { HVFX_DRC_SetEnable(e, k % 6 != 5); },
+      [](HVFX_Engine* e, int k) { HVFX_Soundbar_SetEnable(e, k % 7 != 6); },
+      [](HVFX_Engine* e, int k) { HVFX_Soundbar_SetLFEFreq(e, 60 + 10 * k); },
+      [](HVFX_Engine* e, int k) { HVFX_SetEnable(e, k != 8); },
+  };
+  HVFX_Engine* e = HVFX_Create();
+  HVFX_Init(e, 48000, channels);
+  HVFX_SetEnable(e, true);
+  HVFX_EQ_SetEnable(e, true);
+  HVFX_AutoLevel_SetEnable(e, true);
+  HVFX_DRC_SetEnable(e, true);
+  std::string line;
+  long at = 0;
+  for (int k = 0; k < 18; ++k) {
+    kControls[k % 9](e, k);
+    uint32_t crc = 0;
+    const int frames = k < 12 ? 512 : 300;
+    for (int call = 0; call < 4; ++call, at += frames) {
+      std::vector<short> b = chain::Signal(channels, at, frames);
+      HVFX_Process(e, b.data(), frames);
+      crc = Crc32(b, crc);
+    }
+    line += Word(crc);
+  }
+  HVFX_Destroy(e);
+  return line;
+}
+
 std::vector<std::pair<std::string, std::function<std::string()>>> ClassProgrammes() {
   std::vector<std::pair<std::string, std::function<std::string()>>> list;
   for (int channels : {2, 6})
@@ -353,6 +392,8 @@ std::vector<std::pair<std::string, std::function<std::string()>>> ClassProgramme
   list.emplace_back("class_dcblocker_integrator_delayline", SmallFiltersProgramme);
   list.emplace_back("class_equalizer_interleaved", InterleavedEqualizerProgramme);
   list.emplace_back("class_fft_kit", FftProgramme);
+  list.emplace_back("smooth_2ch_controls", [] { return SmoothProgramme(2); });
+  list.emplace_back("smooth_6ch_controls", [] { return SmoothProgramme(6); });
   return list;
 }
 

@@ -62,6 +62,12 @@ class HVFX_API CAdaptiveVolume_S24 {
   // the default slew rates.
   void SetAdaVParam(int mode, int relativeVolume, int stationMs, int baseFlag);
 
+  // The same settings without the Reset: the analysis, the delay ring, the
+  // gain and the slew rates carry on, and the gain moves toward the target
+  // the new settings give at the configured rates (the stationarity count
+  // restarts for its new length). The output is never silenced.
+  void RetuneAdaVParam(int mode, int relativeVolume, int stationMs, int baseFlag);
+
   // Target output level offset: percent clamped to 0 ... 100 maps linearly
   // from -37 dB (0) to the base volume (100): -3 dB when baseFlag > 0, else
   // -9 dB. relativeVolumeDb = ((base + 37 dB) * p) / 100 - 37 dB, truncating.

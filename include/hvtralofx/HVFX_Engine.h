@@ -1,8 +1,8 @@
 /* The instance interface: engines a host creates, each with a chain, a
  * record and a master switch of its own. An instance behaves exactly as the
  * front interface (HVTralo_*, HVTralo_Front.h) does over the process-wide
- * engine: every HVFX_X(engine, ...) is HVTralo_X(...) on that instance, with
- * the same values, ranges, refusals and return codes (see HVTralo_Front.h
+ * engine: HVFX_<name> with the handle first is HVTralo_<name> on that
+ * instance, with the same values, ranges, refusals and return codes (see HVTralo_Front.h
  * and the engine headers it names), the same first-time defaults at the
  * instance's first HVFX_Init, the same output bit for bit. Any number of
  * instances run side by side, each on its own audio thread.
@@ -24,6 +24,14 @@
  * channel count of the HVFX_Init in force when the call begins; size the
  * buffer for the largest channel count the host initialises with while audio
  * may run.
+ *
+ * Smooth control: on for every instance HVFX_Create makes (the one
+ * difference from the front's load-time state). Setters, switches and the
+ * master switch then never click, never silence and never move the output
+ * in time: the latency is fixed for the layout and rate, and a change
+ * crossfades over 512 samples (HVTralo_SetSmoothControl states the two
+ * modes). HVFX_SetSmoothControl(engine, false) gives the front's defined
+ * behaviour, bit for bit.
  *
  * Handles: HVFX_Create returns a new instance (null when out of memory);
  * HVFX_Destroy frees it, with every module and buffer: call it when no other
@@ -52,6 +60,8 @@ HVFX_API int HVFX_Init(HVFX_Engine* engine, int sampleRate, int channels);
 HVFX_API int HVFX_Process(HVFX_Engine* engine, short* samples, int frames);
 HVFX_API int HVFX_Release(HVFX_Engine* engine);
 HVFX_API int HVFX_GetLatency(HVFX_Engine* engine, int* frames);
+HVFX_API int HVFX_SetSmoothControl(HVFX_Engine* engine, bool on);
+HVFX_API int HVFX_GetSmoothControl(HVFX_Engine* engine, bool* on);
 
 /* Limiter. */
 HVFX_API int HVFX_DRC_SetEnable(HVFX_Engine* engine, bool enable);

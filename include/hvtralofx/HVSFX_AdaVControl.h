@@ -4,9 +4,16 @@
  * Setters store the values in the record and return 1 whether or not the
  * leveller exists; when it does (the engine is initialised) they publish the
  * values, which the leveller takes at the start of the next HVSFX_Process
- * call (see HVSFX_Engine.h); HVSFX_AdaV_SetParam restarts its analysis
- * there. Getters copy the stored values. A null record or out pointer returns 0 and changes
- * nothing. */
+ * call (see HVSFX_Engine.h). Getters copy the stored values. A null record
+ * or out pointer returns 0 and changes nothing.
+ *
+ * What a setter does to the sound. Defined mode: HVSFX_AdaV_SetParam
+ * restarts the analysis, empties the look-ahead (about 15 ms of silence at
+ * 48 kHz), returns the gain to 0 dB and the rates to 6 dB/s. Smooth mode
+ * (HVSFX_SetSmoothControl): the analysis, the look-ahead, the gain and the
+ * configured rates carry on, and the gain moves toward the new target at
+ * those rates (CAdaptiveVolume_S24::RetuneAdaVParam). The rates take effect
+ * on the next frame in both modes. */
 #ifndef HVTRALOFX_API_HVSFX_ADAVCONTROL_H
 #define HVTRALOFX_API_HVSFX_ADAVCONTROL_H
 

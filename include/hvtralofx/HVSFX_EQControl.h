@@ -12,10 +12,19 @@
  *
  * Setters that change a channel's shelf settings or bands compute its new
  * coefficients on the calling thread and publish them; the channel's
- * equalizer takes them, and clears its filter history, at the start of the
- * next HVSFX_Process call (see HVSFX_Engine.h). The shelf switches and the
- * band reset publish new coefficients without clearing the history.
- * Gains are in dB (the equalizer limits them to 20 dB), frequencies in Hz. */
+ * equalizer takes them at the start of the next HVSFX_Process call (see
+ * HVSFX_Engine.h). Gains are in dB (the equalizer limits them to 20 dB),
+ * frequencies in Hz.
+ *
+ * What a setter does to the sound. Defined mode: the new response starts
+ * at the next call; the gain and frequency setters also clear the channel's
+ * filter history, a step in the output even for a band far from the
+ * signal (the shelf switches and the band reset do not). Smooth mode
+ * (HVSFX_SetSmoothControl): no history is cleared; at the next block the
+ * equalizer takes the new design while a copy of it runs the old one on the
+ * same input, and the output crossfades from the old response to the new
+ * over 512 samples (a second change waits for the end of the running
+ * transition). A band switched on starts from a clean history. */
 #ifndef HVTRALOFX_API_HVSFX_EQCONTROL_H
 #define HVTRALOFX_API_HVSFX_EQCONTROL_H
 

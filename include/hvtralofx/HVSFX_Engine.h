@@ -97,6 +97,29 @@ HVFX_API int HVSFX_Release(HVSFX_Param* param);
  * Call it from a control thread. */
 HVFX_API int HVSFX_GetLatency(const HVSFX_Param* param, int* frames);
 
+/* Smooth control of the process-wide engine (off at load time; `param` is
+ * the record the host runs it with, refused with 0 when null). Off, every
+ * setter and switch does what its header states under "Defined mode", bit
+ * for bit. On, no control call is heard as a click:
+ *  - the chain runs every stage the layout can run on every block, so the
+ *    latency is fixed for the layout and rate: nFrameSize, plus the
+ *    soundbar's delay (6 in / 6 out at a rate it has filters for), plus the
+ *    leveller's look-ahead (1, 2 or 6 channels), plus nFrameSize for the
+ *    limiter, whatever the switches; every output channel has that latency
+ *    (the soundbar's centre and LFE included), and HVSFX_GetLatency reports
+ *    it;
+ *  - a switch crossfades between the stage's output and its input, held back
+ *    by the stage's latency, over 512 samples; the limiter works on its own
+ *    too, and the chain runs with every switch off;
+ *  - equalizer and LFE band changes keep the filter history and crossfade
+ *    from the old response to the new one over 512 samples; leveller
+ *    settings keep the analysis and move the gain at the configured rates.
+ * The switch is a control call like the others: it takes effect at the
+ * start of the next HVSFX_Process call (the output may jump once, there).
+ * Returns 1. */
+HVFX_API int HVSFX_SetSmoothControl(HVSFX_Param* param, bool on);
+HVFX_API int HVSFX_GetSmoothControl(const HVSFX_Param* param, bool* on);
+
 #ifdef __cplusplus
 }
 #endif

@@ -7,7 +7,14 @@
  * coefficients are computed on the calling thread): 1 when done, 0 for a null record, -2 when that module does
  * not exist (the engine is not initialised); the stored value is then used
  * by the next HVSFX_Init. No setter checks the range of its value. Getters
- * copy the stored values: 1, or 0 for a null record or out pointer. */
+ * copy the stored values: 1, or 0 for a null record or out pointer.
+ *
+ * What a setter does to the sound. Distance and width (angle) start the
+ * soundbar's own fade out, rebuild and fade in, in both modes. The LFE band
+ * keeps its history in both modes; in smooth mode (HVSFX_SetSmoothControl)
+ * its output crossfades from the old design to the new over 512 samples as
+ * the channel equalizers' do. The LFE leveller's settings behave as the
+ * main leveller's (HVSFX_AdaVControl.h). */
 #ifndef HVTRALOFX_API_HVSFX_SOUNDBARCONTROL_H
 #define HVTRALOFX_API_HVSFX_SOUNDBARCONTROL_H
 

@@ -1,6 +1,15 @@
 /* Effect switches of the engine interface. Each setter stores the flag in
  * the record and returns 1; each getter copies it to *out and returns 1.
- * A null record or null out pointer returns 0 and changes nothing. */
+ * A null record or null out pointer returns 0 and changes nothing.
+ *
+ * What a switch does to the sound. Defined mode: a stage joins or leaves
+ * the chain at the next block, changing the latency (the output jumps in
+ * time) and, for the soundbar, resetting it; with only the limiter on,
+ * nothing is processed. Smooth mode (HVSFX_SetSmoothControl): every stage
+ * the layout can run runs all the time; the switch crossfades between the
+ * stage's output and its input held back by the stage's latency over 512
+ * samples, so the latency stays fixed and a stage switched on continues from
+ * a warm state; the limiter also works alone. Dynamic bass is stored only. */
 #ifndef HVTRALOFX_API_HVSFX_SWITCHES_H
 #define HVTRALOFX_API_HVSFX_SWITCHES_H
 

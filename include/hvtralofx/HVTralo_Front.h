@@ -65,6 +65,23 @@ HVFX_API int HVTralo_Release(void);
  * null pointer or a front that is not initialised. */
 HVFX_API int HVTralo_GetLatency(int* frames);
 
+/* Smooth control of the process-wide front (off at load; see
+ * HVSFX_SetSmoothControl for what it changes). What a call does to the
+ * sound:
+ *  - defined mode (off): every switch changes the latency at once (the
+ *    output jumps in time), an equalizer setter clears the channel's filter
+ *    history (a step in the output), a leveller setting restarts the
+ *    leveller (about 15 ms of silence at 48 kHz, then the gain from 0 dB);
+ *  - smooth mode (on): the chain runs on every block, the master switch and
+ *    the attenuation included: with the master switch off the output is the
+ *    attenuated input held back by the fixed latency; switching the master
+ *    switch, the soundbar (and with it the attenuation) or any stage
+ *    crossfades over 512 samples; setters never step the output.
+ * HVTralo_GetLatency then reports the fixed latency, master switch off or
+ * on. Returns 1 (the getter 0 for null). */
+HVFX_API int HVTralo_SetSmoothControl(bool on);
+HVFX_API int HVTralo_GetSmoothControl(bool* on);
+
 HVFX_API int HVTralo_DRC_SetEnable(bool enable);
 HVFX_API int HVTralo_DRC_GetEnable(bool* enable);
 
