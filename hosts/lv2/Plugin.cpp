@@ -59,13 +59,15 @@ bool LayoutSupported(int rate, int channels) {
   }
 }
 
-// Applies the port values if every control port is connected.
+// Hands the engine the values that changed since the last call.
 void ApplyPorts(Plugin* p, const float* values) {
   hvlv2::Apply(p->engine, *p->controls, values, p->applied.data(), p->soundbarRuns);
 }
 
+// Copies the control ports into `sent`; true when one changed (false too
+// while a control port is not connected).
 bool ReadPorts(Plugin* p) {
-  const int first = hvlv2::FirstControl(p->channels);
+  const size_t first = size_t(hvlv2::FirstControl(p->channels));
   bool changed = false;
   for (size_t k = 0; k < p->controls->size(); ++k) {
     const float* port = p->ports[first + k];
@@ -126,7 +128,7 @@ void Process(Plugin* p, uint32_t frames) {
     const int n = int(std::min<uint32_t>(frames - done, kChunk));
     for (int i = 0; i < n; ++i)
       for (int c = 0; c < ch; ++c) {
-        const float x = std::round(in[c][done + i] * 32768.0f);
+        const float x = std::round(in[c][done + uint32_t(i)] * 32768.0f);
         p->pcm[size_t(i * ch + c)] = short(std::clamp(x, -32768.0f, 32767.0f));
       }
     HVFX_Process(p->engine, p->pcm.data(), n);
@@ -137,9 +139,9 @@ void Process(Plugin* p, uint32_t frames) {
       const float wet = float(p->fade) / kFadeSteps;
       for (int c = 0; c < ch; ++c) {
         float& held = p->dry[size_t(p->dryPos * ch + c)];
-        const float x = in[c][done + i];
+        const float x = in[c][done + uint32_t(i)];
         const float y = float(p->pcm[size_t(i * ch + c)]) / 32768.0f;
-        out[c][done + i] = wet * y + (1.0f - wet) * held;
+        out[c][done + uint32_t(i)] = wet * y + (1.0f - wet) * held;
         held = x;
       }
       if (++p->dryPos == latency) p->dryPos = 0;
@@ -164,9 +166,11 @@ void Run(LV2_Handle h, uint32_t frames) {
     return;
   }
   if (ReadPorts(p)) {
-    if (p->worker)
-      p->worker->schedule_work(p->worker->handle, uint32_t(p->sent.size() * sizeof(float)), p->sent.data());
-    else
+    if (p->worker) {
+      const uint32_t size = uint32_t(p->sent.size() * sizeof(float));
+      if (p->worker->schedule_work(p->worker->handle, size, p->sent.data()) != LV2_WORKER_SUCCESS)
+        std::fill(p->sent.begin(), p->sent.end(), std::numeric_limits<float>::quiet_NaN());  // next run retries
+    } else
       ApplyPorts(p, p->sent.data());
   }
   Process(p, frames);
@@ -199,6 +203,6 @@ const LV2_Descriptor kDescriptors[] = {
 
 }  // namespace
 
-extern "C" LV2_SYMBOL_EXPORT const LV2_Descriptor* lv2_descriptor(uint32_t index) {
+LV2_SYMBOL_EXPORT const LV2_Descriptor* lv2_descriptor(uint32_t index) {
   return index < 2 ? &kDescriptors[index] : nullptr;
 }
