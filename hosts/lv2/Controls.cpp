@@ -141,8 +141,8 @@ const std::vector<Control>& Controls(int channels) {
 }
 
 void Apply(HVFX_Engine* engine, const std::vector<Control>& controls, const float* values, float* applied,
-           bool soundbarRuns) {
-  for (size_t i = 0; i < controls.size();) {
+           bool soundbarRuns, Group last) {
+  for (size_t i = 0; i < controls.size() && controls[i].group <= last;) {
     size_t end = i + 1;  // the controls one setter takes together
     while (end < controls.size() && controls[end].group == controls[i].group &&
            controls[end].channel == controls[i].channel && controls[end].band == controls[i].band)

@@ -45,10 +45,15 @@ inline int FirstControl(int channels) { return 2 * channels + 2; }
 // reset; the settings before the switches; the master switch last).
 const std::vector<Control>& Controls(int channels);
 
-// Hands the engine every control whose value differs from `applied` (NaN
-// there applies it whatever it is) and records it there. The soundbar is
-// switched on only where it can run (`soundbarRuns`).
+// The last of the settings an engine takes while released, so that its next
+// initialisation builds the modules with them (handed to a running soundbar,
+// even unchanged, they start its fade through silence).
+constexpr Group kLastStoredWhileReleased = Group::LfeGain;
+
+// Hands the engine every control of the groups up to `last` whose value
+// differs from `applied` (NaN there applies it whatever it is) and records it
+// there. The soundbar is switched on only where it can run (`soundbarRuns`).
 void Apply(HVFX_Engine* engine, const std::vector<Control>& controls, const float* values, float* applied,
-           bool soundbarRuns);
+           bool soundbarRuns, Group last = Group::Master);
 
 }  // namespace hvlv2

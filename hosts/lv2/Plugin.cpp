@@ -32,6 +32,7 @@ constexpr int kFadeSteps = 512;   // bypass crossfade, in samples
 
 struct Plugin {
   int channels = 2;
+  int rate = 0;
   bool processing = false;  // a layout the library runs; otherwise audio passes through
   bool soundbarRuns = false;
   HVFX_Engine* engine = nullptr;
@@ -93,12 +94,10 @@ LV2_Handle Instantiate(const LV2_Descriptor* d, double rate, const char*, const 
   const int r = int(std::lrint(rate));
   p->processing = r == rate && LayoutSupported(r, p->channels);
   if (!p->processing) return p.release();  // audio passes through
+  p->rate = r;
   p->soundbarRuns = hvpreset::SoundbarSupported(r, p->channels);
   p->engine = HVFX_Create();
   if (!p->engine || HVFX_Init(p->engine, r, p->channels) != 1) return nullptr;
-  std::vector<float> defaults;
-  for (const hvlv2::Control& c : *p->controls) defaults.push_back(c.def);
-  ApplyPorts(p.get(), defaults.data());
   HVFX_GetLatency(p->engine, &p->latency);
   p->pcm.assign(size_t(kChunk * p->channels), 0);
   p->dry.assign(size_t(std::max(p->latency, 1) * p->channels), 0.0f);
@@ -110,11 +109,25 @@ void ConnectPort(LV2_Handle h, uint32_t port, void* data) {
   if (port < p->ports.size()) p->ports[port] = static_cast<float*>(data);
 }
 
-// Takes the settings the ports hold when the host starts processing, before
-// any audio, so the first sample is processed with them.
+// Starts the engine afresh with the settings the ports hold (their defaults
+// where the host has not connected them yet), before any audio, so the first
+// sample is processed with them: the settings an initialisation builds the
+// modules with while released, then the others.
 void Activate(LV2_Handle h) {
   auto* p = static_cast<Plugin*>(h);
-  if (p->processing && ReadPorts(p)) ApplyPorts(p, p->sent.data());
+  if (!p->processing) return;
+  const size_t first = size_t(hvlv2::FirstControl(p->channels));
+  if (std::find(p->ports.begin() + long(first), p->ports.end(), nullptr) == p->ports.end())
+    ReadPorts(p);
+  else
+    for (size_t k = 0; k < p->controls->size(); ++k) p->sent[k] = (*p->controls)[k].def;
+  HVFX_Release(p->engine);
+  hvlv2::Apply(p->engine, *p->controls, p->sent.data(), p->applied.data(), p->soundbarRuns,
+               hvlv2::kLastStoredWhileReleased);
+  HVFX_Init(p->engine, p->rate, p->channels);
+  ApplyPorts(p, p->sent.data());
+  std::fill(p->dry.begin(), p->dry.end(), 0.0f);
+  p->dryPos = 0;
 }
 
 void Process(Plugin* p, uint32_t frames) {

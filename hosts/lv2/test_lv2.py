@@ -157,6 +157,14 @@ def test_any_block_size_with_or_without_worker():
         assert np.array_equal(render(block, True), whole)
 
 
+def test_surround_starts_without_a_fade():
+    # The soundbar takes its settings before the engine starts: no fade
+    # through silence after the first frames (the LFE row has its leveller's rise).
+    y = Host(SURROUND).run(programme(6, 1.0))[:, [0, 1, 2, 4, 5]]
+    rms = lambda part: np.sqrt((y[part] ** 2).mean(0))
+    assert (rms(slice(2675, 4675)) > 0.8 * rms(slice(20000, 40000))).all()
+
+
 @pytest.mark.parametrize("rate", [96000, 12345.5])
 def test_unsupported_rate_passes_audio_through(rate):
     host = Host(STEREO, rate)
