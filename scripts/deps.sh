@@ -23,7 +23,8 @@ HVFX_BUILD_PACKAGES=(cmake ninja-build g++ gcc pkg-config binutils android-liblo
                      libebur128-dev nlohmann-json3-dev python3 python3-numpy python3-matplotlib)
 # What the tests and benchmarks add, natively and in the aarch64 cross build under qemu.
 HVFX_TEST_PACKAGES=(libgtest-dev libgtest-dev:arm64 libbenchmark-dev libfftw3-dev g++-aarch64-linux-gnu qemu-user
-                    android-liblog-dev:arm64 python3-pytest python3-scipy sox libsox-fmt-base espeak-ng)
+                    android-liblog-dev:arm64 python3-pytest python3-scipy sox libsox-fmt-base espeak-ng
+                    lv2-dev sordi lilv-utils)
 # What the performance run adds: the yardsticks of the benchmarks and the
 # instruction counters.
 HVFX_BENCH_PACKAGES=(libkissfft-dev libwebrtc-audio-processing-dev valgrind)
