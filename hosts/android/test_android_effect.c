@@ -110,12 +110,12 @@ int main(int argc, char** argv) {
   CHECK(strcmp(desc.name, "hvtralofx") == 0);
   CHECK(lib->get_descriptor(&other, &desc) == -EINVAL && lib->create_effect(&other, 0, 0, &a) == -EINVAL);
 
-  /* Three instances at once: 16-bit written, 16-bit accumulated, float 5.1. */
+  /* Three instances at once: 16-bit written, 16-bit accumulated, float 5.1 accumulated. */
   a = create();
   effect_handle_t b = create(), c = create();
   CHECK(configure(a, 48000, AUDIO_CHANNEL_OUT_STEREO, AUDIO_FORMAT_PCM_16_BIT, EFFECT_BUFFER_ACCESS_WRITE) == 0);
   CHECK(configure(b, 48000, AUDIO_CHANNEL_OUT_STEREO, AUDIO_FORMAT_PCM_16_BIT, EFFECT_BUFFER_ACCESS_ACCUMULATE) == 0);
-  CHECK(configure(c, 44100, AUDIO_CHANNEL_OUT_5POINT1, AUDIO_FORMAT_PCM_FLOAT, EFFECT_BUFFER_ACCESS_WRITE) == 0);
+  CHECK(configure(c, 44100, AUDIO_CHANNEL_OUT_5POINT1, AUDIO_FORMAT_PCM_FLOAT, EFFECT_BUFFER_ACCESS_ACCUMULATE) == 0);
   settle(a), settle(b), settle(c);
 
   static short in[kFrames * 6], ref2[kFrames * 2], ref6[kFrames * 6], outA[kFrames * 2], outB[kFrames * 2];
@@ -126,7 +126,7 @@ int main(int argc, char** argv) {
   }
   memcpy(ref2, in, sizeof ref2), memcpy(ref6, in, sizeof ref6);
   reference(48000, 2, ref2, kFrames), reference(44100, 6, ref6, kFrames);
-  for (int i = 0; i < kFrames * 2; ++i) outB[i] = 1000;
+  for (int i = 0; i < kFrames * 6; ++i) outB[i % (kFrames * 2)] = 1000, outF[i] = 0.25f;
   for (int f = 0; f < kFrames; f += kBlock) {
     CHECK(process(a, in + 2 * f, outA + 2 * f, kBlock) == 0);
     CHECK(process(b, in + 2 * f, outB + 2 * f, kBlock) == 0);
@@ -139,7 +139,7 @@ int main(int argc, char** argv) {
     mismatches += (outA[i] != ref2[i]) + (outB[i] != (acc > 32767 ? 32767 : acc));
   }
   for (int i = 0; i < kFrames * 6; ++i) {
-    const float d = fabsf(outF[i] * 32768.0f - (float)ref6[i]);
+    const float d = fabsf((outF[i] - 0.25f) * 32768.0f - (float)ref6[i]);
     if (d > worst) worst = d;
   }
   CHECK(mismatches == 0 && worst <= 1.0f);
