@@ -146,9 +146,10 @@ int main(int argc, char** argv) {
   printf("float round trip: largest difference %.3f of a 16-bit step\n", (double)worst);
 
   /* The latency the instance reports, and a parameter read back. */
-  int32_t latency = -1, got = 0, status = 1;
+  int32_t latency = -1, latency6 = -1, got = 0, status = 1;
   CHECK(get_param(a, HVFX_PARAM_LATENCY, 0, NULL, &latency) == 0 && latency > 0);
-  printf("latency reported: %d frames at 48 kHz stereo\n", latency);
+  CHECK(get_param(c, HVFX_PARAM_LATENCY, 0, NULL, &latency6) == 0 && latency6 > 0);
+  printf("latency reported: %d frames at 48 kHz stereo, %d at 44.1 kHz 5.1\n", latency, latency6);
   CHECK(get_param(a, HVFX_PARAM_EQ_BAND, 2, (const int32_t[]){0, 2}, &got) == 0 && got == 6);
 
   /* Refusals change nothing. */
