@@ -35,6 +35,7 @@ constexpr int kChunkFrames = 512;  // frames converted per engine call
 constexpr int kMaxChannels = 6;
 constexpr int kCrossfadeFrames = 512;  // the master switch's fade in smooth mode
 constexpr uint32_t kMaxPresetBytes = 64 * 1024;
+constexpr size_t kMaxFrames = 1 << 24;  // far above any buffer the framework hands an effect
 
 bool SameUuid(const effect_uuid_t& a, const effect_uuid_t& b) { return std::memcmp(&a, &b, sizeof a) == 0; }
 
@@ -260,7 +261,7 @@ int16_t AddShort(int32_t a, int32_t b) { return static_cast<int16_t>(std::clamp(
 int32_t Process(effect_handle_t self, audio_buffer_t* in, audio_buffer_t* out) {
   Effect* fx = FromHandle(self);
   if (fx == nullptr || in == nullptr || out == nullptr || in->raw == nullptr || out->raw == nullptr ||
-      in->frameCount != out->frameCount)
+      in->frameCount != out->frameCount || in->frameCount > kMaxFrames)
     return -EINVAL;
   const State state = fx->state.load();
   if (state == State::Idle) return -ENODATA;
