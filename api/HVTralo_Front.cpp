@@ -199,6 +199,16 @@ int HVFX_Init(HVFX_Engine* engine, int sampleRate, int channels) {
   });
 }
 
+int HVFX_GetFormat(HVFX_Engine* engine, int* sampleRate, int* channels) {
+  if (sampleRate == nullptr || channels == nullptr) return 0;
+  return Read(engine, [&](Front& f) {
+    if (!f.configured) return 0;
+    *sampleRate = f.record.nSampleRate;
+    *channels = f.record.nInChannels;
+    return 1;
+  });
+}
+
 int HVFX_Process(HVFX_Engine* engine, short* samples, int frames) {
   if (engine == nullptr) return 0;
   Front& f = engine->front;

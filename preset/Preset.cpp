@@ -1,5 +1,6 @@
 #include "preset/Preset.h"
 
+#include <hvtralofx/HVFX_Engine.h>
 #include <hvtralofx/HVTralo_Front.h>
 
 #include <algorithm>
@@ -331,6 +332,40 @@ const Target& FrontTarget() {
       [](void*, int up, int down) { return HVTralo_Soundbar_SetLFESVVolUpDownRate(up, down); },
   };
   return kFront;
+}
+
+namespace {
+HVFX_Engine* e(void* context) { return static_cast<HVFX_Engine*>(context); }
+}  // namespace
+
+Target InstanceTarget(HVFX_Engine* engine) {
+  // Each entry calls the instance function of its name on the context.
+  return Target{
+      engine,
+      [](void* c, int rate, int ch) { return HVFX_Init(e(c), rate, ch); },
+      [](void* c) { return HVFX_Release(e(c)); },
+      [](void* c, bool on) { return HVFX_SetEnable(e(c), on); },
+      [](void* c, bool on) { return HVFX_DRC_SetEnable(e(c), on); },
+      [](void* c, bool on) { return HVFX_Surround_SetEnable(e(c), on); },
+      [](void* c, bool on) { return HVFX_AutoLevel_SetEnable(e(c), on); },
+      [](void* c, int m, int v, int st, int b) { return HVFX_AutoLevel_SetParam(e(c), m, v, st, b); },
+      [](void* c, int up, int down) { return HVFX_AutoLevel_SetVolUpDownRate(e(c), up, down); },
+      [](void* c, bool on) { return HVFX_EQ_SetEnable(e(c), on); },
+      [](void* c, bool on) { return HVFX_EQ_SetLPFEnable(e(c), on); },
+      [](void* c, bool on) { return HVFX_EQ_SetHPFEnable(e(c), on); },
+      [](void* c, int ch, int db, int hz) { return HVFX_EQ_SetLPFBandGain(e(c), ch, db, hz); },
+      [](void* c, int ch, int db, int hz) { return HVFX_EQ_SetHPFBandGain(e(c), ch, db, hz); },
+      [](void* c, int ch, int b, int db, int hz, float q) { return HVFX_EQ_SetBandGain(e(c), ch, b, db, hz, q); },
+      [](void* c, bool on) { return HVFX_Soundbar_SetEnable(e(c), on); },
+      [](void* c, int cm) { return HVFX_Soundbar_SetDistance(e(c), cm); },
+      [](void* c, int a) { return HVFX_Soundbar_SetAngle(e(c), a); },
+      [](void* c, bool on) { return HVFX_Soundbar_SetLFECopyEnable(e(c), on); },
+      [](void* c, int hz) { return HVFX_Soundbar_SetLFEFreq(e(c), hz); },
+      [](void* c, int db) { return HVFX_Soundbar_SetLFEGain(e(c), db); },
+      [](void* c, bool on) { return HVFX_Soundbar_SetLFESVEnable(e(c), on); },
+      [](void* c, int m, int v, int st, int b) { return HVFX_Soundbar_SetLFESVParam(e(c), m, v, st, b); },
+      [](void* c, int up, int down) { return HVFX_Soundbar_SetLFESVVolUpDownRate(e(c), up, down); },
+  };
 }
 
 }  // namespace hvpreset

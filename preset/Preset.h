@@ -11,6 +11,8 @@
 
 #include <nlohmann/json_fwd.hpp>
 
+typedef struct HVFX_Engine HVFX_Engine;
+
 namespace hvpreset {
 
 constexpr int kChannels = 6;  // the record holds six channels
@@ -139,6 +141,8 @@ struct Target {
 
 // The front interface as a target.
 const Target& FrontTarget();
+// An engine instance as a target.
+Target InstanceTarget(HVFX_Engine* engine);
 
 // Checks the layout, initialises the target for the stream and hands it
 // every setting. Throws a Refusal for the layout, std::runtime_error when the

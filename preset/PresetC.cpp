@@ -1,5 +1,6 @@
 // The C entry points of the preset core: every refusal becomes a return value
 // of 0 and one line in the caller's buffer.
+#include <hvtralofx/HVFX_Engine.h>
 #include <hvtralofx/HVTralo_Preset.h>
 
 #include <algorithm>
@@ -47,6 +48,18 @@ int HVTralo_Preset_Check(const char* preset, int sampleRate, int channels, char*
 int HVTralo_Preset_ApplyToFront(const char* preset, int sampleRate, int channels, char* message, size_t size) {
   return Guarded(preset, message, size, [&](const hvpreset::Settings& s) {
     hvpreset::Apply(s, sampleRate, channels, hvpreset::FrontTarget());
+    return 1;
+  });
+}
+
+int HVTralo_Preset_ApplyToInstance(HVFX_Engine* engine, const char* preset, char* message, size_t size) {
+  int rate = 0, channels = 0;
+  if (HVFX_GetFormat(engine, &rate, &channels) != 1) {
+    CopyOut("the instance is not initialised", message, size);
+    return 0;
+  }
+  return Guarded(preset, message, size, [&](const hvpreset::Settings& s) {
+    hvpreset::Apply(s, rate, channels, hvpreset::InstanceTarget(engine));
     return 1;
   });
 }

@@ -58,6 +58,8 @@ HVFX_API int HVFX_SetEnable(HVFX_Engine* engine, bool enable);
 HVFX_API int HVFX_GetEnable(HVFX_Engine* engine, bool* enable);
 HVFX_API int HVFX_Init(HVFX_Engine* engine, int sampleRate, int channels);
 HVFX_API int HVFX_Process(HVFX_Engine* engine, short* samples, int frames);
+/* The rate and channel count of the HVFX_Init in force; 0 before the first. */
+HVFX_API int HVFX_GetFormat(HVFX_Engine* engine, int* sampleRate, int* channels);
 HVFX_API int HVFX_Release(HVFX_Engine* engine);
 HVFX_API int HVFX_GetLatency(HVFX_Engine* engine, int* frames);
 HVFX_API int HVFX_SetSmoothControl(HVFX_Engine* engine, bool on);

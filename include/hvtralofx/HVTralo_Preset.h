@@ -37,6 +37,13 @@ HVFX_API int HVTralo_Preset_Check(const char* preset, int sampleRate, int channe
 HVFX_API int HVTralo_Preset_ApplyToFront(const char* preset, int sampleRate, int channels, char* message,
                                          size_t size);
 
+/* The same for an engine instance (HVFX_Engine.h), at the rate and channel
+ * count of its last HVFX_Init: it re-initialises the instance and hands it
+ * every setting. Returns 1, or 0 with nothing changed when the preset is
+ * refused or the instance was never initialised. */
+typedef struct HVFX_Engine HVFX_Engine;
+HVFX_API int HVTralo_Preset_ApplyToInstance(HVFX_Engine* engine, const char* preset, char* message, size_t size);
+
 /* Writes the complete preset (every setting: `preset` laid over the
  * defaults) as JSON into `out`, cut to fit `outSize`. Returns the length it
  * needs including the NUL, or 0 when the preset is refused. */
