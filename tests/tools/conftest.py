@@ -38,12 +38,15 @@ def read16(path):
 
 @pytest.fixture(scope="session")
 def media(tmp_path_factory):
-    """name -> path: stereo 44.1 kHz WAV, 5.1 48 kHz FLAC (16 bit), speech 48 kHz stereo WAV (24 bit)."""
+    """name -> path: stereo 44.1 kHz WAV (16 bit, and as floats), 5.1 48 kHz FLAC (16 bit), speech 48 kHz
+    stereo WAV (24 bit)."""
     d = tmp_path_factory.mktemp("media")
     files = {"stereo44.wav": d / "stereo44.wav", "surround48.flac": d / "surround48.flac",
              "speech48_24.wav": d / "speech48_24.wav"}
     run("sox", "-n", "-r", "44100", "-c", "2", "-b", "16", files["stereo44.wav"], "synth", "4",
         "pinknoise", "sine", "440", "gain", "-12", "tremolo", "2", "80")
+    files["stereo44_float.wav"] = d / "stereo44_float.wav"  # the same samples as 32-bit floats
+    run("sox", files["stereo44.wav"], "-e", "floating-point", "-b", "32", files["stereo44_float.wav"])
     run("sox", "-n", "-r", "48000", "-c", "6", "-b", "16", files["surround48.flac"], "synth", "3",
         "sine", "100", "sine", "1000", "pinknoise", "sine", "60", "whitenoise", "sine", "3000", "gain", "-14")
     voice = d / "voice.wav"

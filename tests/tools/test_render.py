@@ -31,7 +31,7 @@ def test_aligned_output_keeps_length_and_format(media, tmp_path, name):
         assert rep["loudness"][side]["integrated_lufs"] < 0
 
 
-@pytest.mark.parametrize("name", ["stereo44.wav", "surround48.flac"])
+@pytest.mark.parametrize("name", ["stereo44.wav", "stereo44_float.wav", "surround48.flac"])
 def test_everything_off_is_the_fixed_attenuation_only(media, tmp_path, name):
     out = tmp_path / ("out" + media[name].suffix)
     render(media[name], out, *ALL_OFF)

@@ -213,6 +213,9 @@ AudioSink::AudioSink(const PendingFile& file, int sampleRate, int channels, int 
   info.format = format;
   file_ = sf_open(file.TempPath().c_str(), SFM_WRITE, &info);
   if (file_ == nullptr) Fail("cannot write the output (" + std::string(sf_strerror(nullptr)) + ")");
+  // 16-bit samples into a floating-point file are scaled to +-1.0 (libsndfile
+  // writes them unscaled unless told).
+  sf_command(file_, SFC_SET_SCALE_INT_FLOAT_WRITE, nullptr, SF_TRUE);
 }
 
 AudioSink::~AudioSink() {
